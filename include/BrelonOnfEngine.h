@@ -4,5 +4,6 @@
 
 #include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
+#include "BrelonMatrix.h"
 
 #include "OnfConstants.h"
