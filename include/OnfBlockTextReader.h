@@ -1,0 +1,142 @@
+// The ONF text reader: takes an ONF file apart into blocks and hands out the body lines of one
+// block at a time.
+#pragma once
+
+#include "BrelonLineInput.h"
+#include "QSV_DataDescriptor.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Loads a whole ONF file into memory as lines, walks the lines once and keeps one BLOCK_INFO
+// for each block: number, descriptor, body line range, declared records, explicit format.
+// Records are not decoded here: a caller selects a block with ProvideBlock and pulls its body
+// lines through the TextLinesProvider operations. Line pointers stay valid until the reader is
+// destroyed or loads again. One thread at a time.
+//
+// Outer grammar of a block, one item a line: "   -1"; optionally "   -2", "KEY = value" lines,
+// "   -2"; optionally "   -3", one "FORMAT = value" line, "   -3"; the block number or
+// "NON_ONF" (any case); the record count; body lines up to the next "   -1", which ends the
+// block. Empty and comment ("#") lines are skipped only outside blocks and inside the two
+// sections. Every failure is a QSV_Failure with the tag "|%P|BrelonOnfEngine|OnfBlockTextReader".
+class OnfBlockTextReader : public TextLinesProvider {
+public:
+    // What the reader knows of one block.
+    struct BLOCK_INFO {
+        // Number from the id line, also for a block the catalogue lacks; -1 for NON_ONF.
+        int32_t block_id = 0;
+        // Items of the descriptor section; item 1 is the block number for a catalogued block,
+        // -1 for an uncatalogued one, absent for NON_ONF.
+        QSV_DataDescriptor descriptor;
+        // Index of the first body line; 0 when the count line reads 0.
+        size_t first_line = 0;
+        // Lines between the count line and the end marker.
+        size_t num_lines = 0;
+        // The count line's value, sign-extended from 32 bits.
+        int64_t num_records = 0;
+        // The FORMAT value; empty without a format section.
+        std::string format;
+    };
+
+    // What happens to a block whose number the catalogue lacks and that has no format section.
+    // Any other value drops such a block without a warning.
+    enum UnknownBlockAction {
+        UNKNOWN_BLOCK_WARN = 0, // log a warning (level 2) and drop the block
+        UNKNOWN_BLOCK_KEEP = 1, // keep the block, silently
+    };
+
+    // Loads and decodes the file. Every failure of LoadFile leaves the constructor.
+    OnfBlockTextReader(const wchar_t* name, UnknownBlockAction action);
+    // Decodes a copy of `size` bytes at `data` as if it were a file named `nameForMessages`.
+    OnfBlockTextReader(const char* data, size_t size, const wchar_t* nameForMessages,
+                       UnknownBlockAction action);
+    // Deep copy: lines, blocks, position and key table; the copy outlives its original.
+    OnfBlockTextReader(const OnfBlockTextReader& other);
+    ~OnfBlockTextReader() override;
+
+    // Stores the name, loads the file's lines and decodes them into a fresh block vector.
+    // Fails with "Loading of file ..." when the file cannot be read, or with a decoding failure.
+    // The current block and line are not reset.
+    void LoadFile(const wchar_t* name, UnknownBlockAction action);
+    // As LoadFile, from a copy of a memory buffer.
+    void LoadBuffer(const char* data, size_t size, const wchar_t* nameForMessages,
+                    UnknownBlockAction action);
+    // Scans the loaded lines and appends their blocks to the block vector. On a failure the
+    // blocks decoded so far stay.
+    void DecodeFile(UnknownBlockAction action);
+
+    const std::vector<BLOCK_INFO>& GetBlocksInfo() const { return m_Blocks; }
+    // True when some block's descriptor is equivalent to `descriptor`.
+    bool AlreadyLoaded(const QSV_DataDescriptor& descriptor) const;
+    // Selects block `index` of GetBlocksInfo() and puts the line index to its first body line.
+    // An index out of range selects no block: the block then has no lines.
+    void ProvideBlock(size_t index);
+    // num_lines of the current block (0 with none).
+    size_t GetNumBlockLines() const;
+
+    // The current body line without advancing; null beyond the file's last line.
+    const char* GetLine() const override;
+    // The current body line, then advances; null once the block's num_lines are handed out.
+    const char* ExtractLine() override;
+    // Back to the block's first body line.
+    void Rewind() override;
+    // first_line plus the line index: an index into the file's lines.
+    size_t GetCurrentIdx() const override;
+    const std::wstring& FileName() const override { return m_FileName; }
+
+    // The whole file's lines.
+    const TextLinesParser& GetLines() const { return m_Lines; }
+
+private:
+    // Maps descriptor keys (capitals and "_") to item numbers; any unambiguous prefix of a key
+    // finds it.
+    class DescriptorKeyTrie {
+    public:
+        // Statuses of Insert and Find.
+        enum Status {
+            TRIE_OK = 0,
+            TRIE_BAD_BYTE = 1,  // a byte outside the alphabet
+            TRIE_DUPLICATE = 2, // the key is there already
+            TRIE_AMBIGUOUS = 3, // a prefix of more than one key
+            TRIE_NOT_FOUND = 4, // no key has this prefix
+        };
+        DescriptorKeyTrie();
+        Status Insert(const char* key, int value);
+        Status Find(const char* key, int& value) const;
+
+    private:
+        struct Node {
+            std::vector<Node> children; // empty until first passed, then alphabet-sized
+            int numUsed = 0;            // children passed by some insertion
+            int numPasses = 0;          // words that pass through this node
+            int firstUsed = -1;         // position of the first used child
+            bool terminal = false;
+            int value = 0;
+        };
+        void UndoPasses(const std::vector<Node*>& path);
+
+        int m_NotFound;
+        Node m_Root;
+        int m_ChildPosition[256]; // -1 outside the alphabet
+        int m_AlphabetSize;
+    };
+
+    static bool IsOnfMarkerLine(const char* line, const char* marker);
+    bool LoadDescriptor(const TextLinesParser& lines, size_t& line, QSV_DataDescriptor& descriptor,
+                        std::string& error);
+    bool LoadFormat(const TextLinesParser& lines, size_t& line, std::string& format,
+                    std::string& error);
+    static void SkipEmptyAndCommentLines(const TextLinesParser& lines, size_t& line);
+    size_t DecodeBlock(size_t start, UnknownBlockAction action);
+    const BLOCK_INFO* CurrentBlock() const;
+
+    std::wstring m_FileName;
+    TextLinesParser m_Lines;
+    std::vector<BLOCK_INFO> m_Blocks;
+    size_t m_LineIdx = 0;  // next line within the current block
+    size_t m_BlockIdx = 0; // current block
+    bool m_BlockProvided = false;
+    DescriptorKeyTrie m_KeyTrie;
+};
