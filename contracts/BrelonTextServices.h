@@ -4,6 +4,8 @@
 // BrelonLineInput.h; BrelonFormatUtil and BrelonStringUtil are namespaces that both headers extend.
 #pragma once
 
+#include "BrelonLineInput.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <fstream>
@@ -11,9 +13,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-class TextLinesProvider;
-class TextLineSplitter;
 
 // Abstract line sink: receives whole lines without their line end. A derived class that
 // overrides WriteLine(const char*) should add `using TextLinesWriter::WriteLine;` to keep the

@@ -1,0 +1,301 @@
+// The list text of ONF files: folding integer lists into runs, writing lists as lines, and
+// reading them back from split lines with bounded expansion of runs.
+#include "BrelonTextServices.h"
+#include "QSV_Failure.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+const char* const kListTag = "|%P|BrelonUtilities|QSV_ListFormatUtil";
+const char* const kListSeparator = ", ";
+constexpr size_t kTokensPerLine = 10;
+
+// Failure texts of the list readers: file (UTF-8) and the 1-based number of the line at fault
+// come first in each.
+const char* const kMsgMalformedInt =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list token \"%s\" is "
+    "neither an integer nor a run of integers.";
+const char* const kMsgMalformedReal =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list token \"%s\" is not a real value.";
+const char* const kMsgOutOfRange = "Error in ONF-file \"%s\", line %Iu:\nThe list token \"%s\" "
+                                   "holds a value outside the 32-bit integer range.";
+const char* const kMsgBadStep =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list run \"%s\" has a step below 1.";
+const char* const kMsgPastEnd =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list goes on past the last line of its block.";
+const char* const kMsgEmptyContinuation =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list goes on in an empty line.";
+const char* const kMsgTooLong =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list holds more than %Iu values.";
+
+[[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const char* token) {
+    std::string file = BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
+    onf_detail::ThrowFailure(nullptr, kListTag, format, file.c_str(), lines.GetCurrentIdx(), token);
+}
+
+[[noreturn]] void FailTooLong(TextLinesProvider& lines) {
+    std::string file = BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
+    onf_detail::ThrowFailure(nullptr, kListTag, kMsgTooLong, file.c_str(), lines.GetCurrentIdx(),
+                             QSV_ListFormatUtil::MAX_LIST_VALUES);
+}
+
+// Reads an optional sign and decimal digits at p into `value` (saturating far beyond 32 bits, so
+// that no text overflows); false when there is no digit.
+bool ReadInteger(const char*& p, int64_t& value) {
+    bool negative = *p == '-';
+    if (*p == '+' || *p == '-') {
+        ++p;
+    }
+    if (*p < '0' || *p > '9') {
+        return false;
+    }
+    int64_t magnitude = 0;
+    for (; *p >= '0' && *p <= '9'; ++p) {
+        magnitude = magnitude < (int64_t(1) << 40) ? magnitude * 10 + (*p - '0') : magnitude;
+    }
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+bool FitsInt32(int64_t value) {
+    return value >= INT32_MIN && value <= INT32_MAX;
+}
+
+// One token of an integer list: a value, "first-last" or "first-last:step".
+struct IntListToken {
+    int64_t first = 0;
+    int64_t last = 0;
+    int64_t step = 1;
+};
+
+void ParseIntToken(TextLinesProvider& lines, const char* token, IntListToken& out) {
+    const char* p = token;
+    if (!ReadInteger(p, out.first)) {
+        FailAt(lines, kMsgMalformedInt, token);
+    }
+    out.last = out.first;
+    out.step = 1;
+    if (*p == '-') {
+        ++p;
+        if (!ReadInteger(p, out.last)) {
+            FailAt(lines, kMsgMalformedInt, token);
+        }
+        if (*p == ':') {
+            ++p;
+            if (!ReadInteger(p, out.step)) {
+                FailAt(lines, kMsgMalformedInt, token);
+            }
+        }
+    }
+    if (*p != '\0') {
+        FailAt(lines, kMsgMalformedInt, token);
+    }
+    if (!FitsInt32(out.first) || !FitsInt32(out.last)) {
+        FailAt(lines, kMsgOutOfRange, token);
+    }
+    if (out.step < 1) {
+        FailAt(lines, kMsgBadStep, token);
+    }
+}
+
+// Appends the values of one token, refusing to let the list grow past MAX_LIST_VALUES. All
+// arithmetic is in 64 bits: first and last are 32-bit values, the step is at most 2^40.
+void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int>& values) {
+    IntListToken run;
+    ParseIntToken(lines, token, run);
+    uint64_t count =
+        run.last < run.first ? 0 : uint64_t(run.last - run.first) / uint64_t(run.step) + 1;
+    if (count > QSV_ListFormatUtil::MAX_LIST_VALUES - values.size()) {
+        FailTooLong(lines);
+    }
+    if (count == 1) {
+        values.push_back(int(run.first));
+        return;
+    }
+    values.reserve(values.size() + size_t(count));
+    int64_t value = run.first;
+    for (uint64_t k = 0; k < count; ++k, value += run.step) {
+        values.push_back(int(value));
+    }
+}
+
+void AppendRealToken(TextLinesProvider& lines, const char* token, std::vector<double>& values) {
+    const char* end = nullptr;
+    double value = BrelonFormatUtil::str_to_double(token, &end);
+    if (end == token || *end != '\0') {
+        FailAt(lines, kMsgMalformedReal, token);
+    }
+    if (values.size() >= QSV_ListFormatUtil::MAX_LIST_VALUES) {
+        FailTooLong(lines);
+    }
+    values.push_back(value);
+}
+
+// Walks the list's lines: hands each token to `append` and pulls the next line while the current
+// one ends in the separator (its last token is empty). The first line is already split.
+template <typename AppendToken>
+void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, AppendToken append) {
+    if (splitter.GetNumTokens() == 0) {
+        return; // the empty list
+    }
+    for (;;) {
+        size_t numTokens = splitter.GetNumTokens();
+        bool goesOn = numTokens > 1 && splitter.GetToken(numTokens - 1)[0] == '\0';
+        size_t numValues = goesOn ? numTokens - 1 : numTokens;
+        for (size_t i = 0; i < numValues; ++i) {
+            append(splitter.GetToken(i));
+        }
+        if (!goesOn) {
+            return;
+        }
+        const char* line = lines.ExtractLine();
+        if (line == nullptr) {
+            FailAt(lines, kMsgPastEnd, "");
+        }
+        splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+        if (splitter.GetNumTokens() == 0) {
+            FailAt(lines, kMsgEmptyContinuation, "");
+        }
+    }
+}
+
+bool IsStrictlyAscending(const std::vector<int>& values) {
+    return std::adjacent_find(values.begin(), values.end(), [](int a, int b) { return a >= b; }) ==
+           values.end();
+}
+
+} // namespace
+
+onf_detail::IntListFolder::IntListFolder(const int* values, size_t count)
+    : m_Values(values), m_Count(values != nullptr ? count : 0) {}
+
+// Writes the token that starts at m_Next and leaves m_Next on its last value.
+void onf_detail::IntListFolder::AppendToken(std::string& line) {
+    char buffer[12];
+    size_t i = m_Next;
+    size_t j = i + 1;
+    int64_t step = 0;
+    if (i + 2 < m_Count) {
+        step = int64_t(m_Values[i + 1]) - m_Values[i];
+        while (j + 1 < m_Count && step >= 1 && int64_t(m_Values[j + 1]) - m_Values[j] == step) {
+            ++j;
+        }
+    }
+    line.append(buffer, format_int(m_Values[i], buffer));
+    if (j > i + 1) {
+        line += '-';
+        line.append(buffer, format_int(m_Values[j], buffer));
+        if (step != 1) {
+            line += ':';
+            line.append(buffer, format_int(int(step), buffer));
+        }
+        m_Next = j;
+    }
+}
+
+bool onf_detail::IntListFolder::AppendNextLine(std::string& line) {
+    if (m_Next >= m_Count) {
+        return false;
+    }
+    while (m_Next < m_Count) {
+        AppendToken(line);
+        ++m_NumTokens;
+        bool isLast = m_Next + 1 == m_Count;
+        ++m_Next;
+        if (!isLast) {
+            line += kListSeparator;
+            if (m_NumTokens % kTokensPerLine == 0) {
+                return true;
+            }
+        }
+    }
+    return true;
+}
+
+void onf_detail::fold_int_list(const int* values, size_t count, std::string& out) {
+    IntListFolder folder(values, count);
+    bool first = true;
+    while (!folder.IsDone()) {
+        if (!first) {
+            out += '\n';
+        }
+        folder.AppendNextLine(out);
+        first = false;
+    }
+}
+
+void QSV_ListFormatUtil::read_onf_int_list(TextLinesProvider& lines, std::vector<int>& values,
+                                           TextLineSplitter& splitter) {
+    values.clear();
+    ReadListLines(lines, splitter,
+                  [&](const char* token) { AppendIntToken(lines, token, values); });
+}
+
+void QSV_ListFormatUtil::read_onf_real_list(TextLinesProvider& lines, std::vector<double>& values,
+                                            TextLineSplitter& splitter) {
+    values.clear();
+    ReadListLines(lines, splitter,
+                  [&](const char* token) { AppendRealToken(lines, token, values); });
+}
+
+// An empty list is written as one empty line: the splitter gives it no token, which reads back as
+// the empty list, while "0" would read back as a list holding 0.
+void QSV_ListFormatUtil::write_onf_int_list(const std::vector<int>& values, IntListType type,
+                                            TextLinesWriter& writer, TextLineFormatter& formatter) {
+    std::vector<int> sorted;
+    const std::vector<int>* source = &values;
+    if (type == INT_LIST_SORTED && !IsStrictlyAscending(values)) {
+        sorted = values;
+        sort_remove_duplicates(sorted);
+        source = &sorted;
+    }
+    std::string& line = formatter.GetListLine();
+    line.clear();
+    if (source->empty()) {
+        writer.WriteLine(line.c_str());
+        return;
+    }
+    onf_detail::IntListFolder folder(source->data(), source->size());
+    while (folder.AppendNextLine(line)) {
+        writer.WriteLine(line.c_str());
+        line.clear();
+    }
+}
+
+void QSV_ListFormatUtil::write_onf_int_list(const std::vector<int>& values, int type,
+                                            TextLinesWriter& writer, TextLineFormatter& formatter) {
+    write_onf_int_list(values, type == INT_LIST_SORTED ? INT_LIST_SORTED : INT_LIST_ORDERED, writer,
+                       formatter);
+}
+
+void QSV_ListFormatUtil::write_onf_real_list(const std::vector<double>& values,
+                                             TextLinesWriter& writer,
+                                             TextLineFormatter& formatter) {
+    const FloatingPointFormatter& numbers = formatter.GetFloatingPointFormatter();
+    std::string& line = formatter.GetListLine();
+    line.clear();
+    for (size_t i = 0; i < values.size(); ++i) {
+        numbers.Append(values[i], line);
+        if (i + 1 == values.size()) {
+            break;
+        }
+        line += kListSeparator;
+        if ((i + 1) % kTokensPerLine == 0) {
+            writer.WriteLine(line.c_str());
+            line.clear();
+        }
+    }
+    writer.WriteLine(line.c_str());
+    line.clear();
+}
+
+void QSV_ListFormatUtil::sort_remove_duplicates(std::vector<int>& values) {
+    if (IsStrictlyAscending(values)) {
+        return;
+    }
+    std::sort(values.begin(), values.end());
+    values.erase(std::unique(values.begin(), values.end()), values.end());
+}
