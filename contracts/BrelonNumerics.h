@@ -14,14 +14,15 @@
 // a parent Cartesian system. A plain value: copyable member by member, nothing on the heap.
 class BrelonCoordinateSystem {
 public:
-    // The kind of coordinates a point in this system is given in.
-    enum Type {
+    // The kind of coordinates a point in this system is given in. The int base makes every
+    // number a client casts to it a valid value (read from a file, say).
+    enum Type : int {
         CARTESIAN = 0,   // (x, y, z)
         CYLINDRICAL = 1, // (r, theta, z): theta about the z axis, measured from the x axis
         SPHERICAL = 2    // (r, theta, phi): theta from the z axis, phi about z from the x axis
     };
     // The unit of the angles of cylindrical and spherical points. Solver decks give degrees.
-    enum CoordConvention { ANGLES_IN_DEGREES = 0, ANGLES_IN_RADIANS = 1 };
+    enum CoordConvention : int { ANGLES_IN_DEGREES = 0, ANGLES_IN_RADIANS = 1 };
 
     // The parent's own Cartesian system: zero origin and the unit axes.
     BrelonCoordinateSystem();
@@ -113,6 +114,7 @@ public:
 private:
     std::vector<double> m_Values;
     std::vector<double> m_Seeds;
+    size_t m_RequestedClusters = 0;
 };
 
 namespace Interpolations {
