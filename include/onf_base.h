@@ -5,6 +5,8 @@
 #include <istream>
 #include <string>
 
+class TextLinesProvider;
+
 // Lines consumed so far by the stream readers, for messages only. Every ONFFile constructor but
 // the copy (and move) constructor sets it to 0; reading never resets it. Not thread-safe.
 extern int ONF_LINE_NR;
@@ -63,3 +65,13 @@ protected:
     std::wstring m_FileName;
     std::string m_Header;
 };
+
+// Helpers of the block-route loads of the stream classes (defined in onf_base.cpp).
+namespace onf_detail {
+// The next line of the current block. Throws a QSV_Failure with `tag` when the block has no
+// line left, that is when its count line promised more than its body holds.
+const char* ExtractBlockLine(TextLinesProvider& lines, const char* tag);
+// Integer of a block line: leading whitespace, one optional sign, digits up to the first other
+// byte; no digits give 0; wraps at 32 bits.
+int ParseOnfInt(const char* text);
+} // namespace onf_detail

@@ -162,12 +162,6 @@ std::ostream& operator<<(std::ostream& os, const ONFOptResElemScalar& item);
 // ---------------------------------------------------------------------------------------------
 // Non-template helpers of the block templates (defined in onf_datablock.cpp).
 namespace onf_detail {
-// The next line of the current block; throws a QSV_Failure with `tag` when the block has none
-// left, i.e. when its count line promised more than its body holds.
-const char* ExtractBlockLine(TextLinesProvider& lines, const char* tag);
-// Integer of a block line: leading whitespace, one optional sign, digits up to the first other
-// byte; no digits give 0; wraps at 32 bits.
-int ParseOnfInt(const char* text);
 // Throws "System exception <what>" with `id` and `tag`.
 [[noreturn]] void ThrowSystemFailure(const char* id, const char* tag, const std::exception& e);
 // Throws "Error has occurred while reading an ONF file, data block item <number>" nesting

@@ -1,0 +1,181 @@
+// Result items of the optimisation result file, and the non-template parts of its blocks.
+#include "onf_datablock.h"
+
+#include "BrelonLineInput.h"
+#include "BrelonTextServices.h"
+#include "OnfConstants.h"
+
+namespace {
+
+constexpr const char* TAG_NODAL_SCALAR = "|%P|BrelonOnfEngine|ONFOptResNodalScalar";
+constexpr const char* TAG_NODAL_VECTOR = "|%P|BrelonOnfEngine|ONFOptResNodalVector";
+constexpr const char* TAG_NODAL_DISP = "|%P|BrelonOnfEngine|ONFOptResNodalDisp";
+constexpr const char* TAG_ELEM_SCALAR = "|%P|BrelonOnfEngine|ONFOptResElemScalar";
+constexpr const char* WRONG_FORMAT = "Wrong ONF format!";
+
+// Splits the next line of the block into its comma-separated tokens; fewer than `needed`
+// tokens fail with `id`. Tokens beyond `needed` are ignored.
+void SplitItemLine(TextLinesProvider& lines, TextLineSplitter& splitter, size_t needed,
+                   const char* id, const char* tag) {
+    splitter.SplitLine(onf_detail::ExtractBlockLine(lines, tag),
+                       TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+    if (splitter.GetNumTokens() < needed) {
+        onf_detail::ThrowFailure(id, tag, WRONG_FORMAT);
+    }
+}
+
+double RealToken(const TextLineSplitter& splitter, size_t index) {
+    return BrelonFormatUtil::str_to_double(splitter.GetToken(index), nullptr);
+}
+
+// "id, x, y, z" from the block, for the two vector items.
+template <class Item>
+void LoadVectorItem(Item& item, TextLinesProvider& lines, TextLineSplitter& splitter,
+                    const char* id, const char* tag) {
+    SplitItemLine(lines, splitter, 4, id, tag);
+    item = Item(onf_detail::ParseOnfInt(splitter.GetToken(0)), RealToken(splitter, 1),
+                RealToken(splitter, 2), RealToken(splitter, 3));
+}
+
+// "id, x, y, z" from a stream. A bad number leaves the item as it was.
+template <class Item>
+std::istream& ReadVectorItem(std::istream& is, Item& item) {
+    int id = 0;
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
+    is >> id >> get_separator >> x >> get_separator >> y >> get_separator >> z >> get_newline;
+    if (!is.fail()) {
+        item = Item(id, x, y, z);
+    }
+    return is;
+}
+
+template <class Item>
+std::ostream& WriteVectorItem(std::ostream& os, const Item& item) {
+    const BrelonMatrix<3, 1, double>& v = item.GetValue();
+    return os << item.GetID() << ", " << v[0] << ", " << v[1] << ", " << v[2] << "\n";
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Block route.
+
+void ONFOptResTitle::LoadFrom(TextLinesProvider& lines, TextLineSplitter& /*splitter*/) {
+    m_Title = onf_detail::ExtractBlockLine(lines, onf_detail::TAG_OPT_DATA_BLOCK_ENTRY);
+}
+
+void ONFOptResNodalScalar::LoadFrom(TextLinesProvider& lines, TextLineSplitter& splitter) {
+    SplitItemLine(lines, splitter, 2, "100916043212", TAG_NODAL_SCALAR);
+    m_ID = onf_detail::ParseOnfInt(splitter.GetToken(0));
+    m_Value = RealToken(splitter, 1);
+}
+
+void ONFOptResNodalVector::LoadFrom(TextLinesProvider& lines, TextLineSplitter& splitter) {
+    LoadVectorItem(*this, lines, splitter, "100916043414", TAG_NODAL_VECTOR);
+}
+
+void ONFOptResNodalDisp::LoadFrom(TextLinesProvider& lines, TextLineSplitter& splitter) {
+    LoadVectorItem(*this, lines, splitter, "100916043516", TAG_NODAL_DISP);
+}
+
+void ONFOptResElemScalar::LoadFrom(TextLinesProvider& lines, TextLineSplitter& splitter) {
+    SplitItemLine(lines, splitter, 2, "100916043622", TAG_ELEM_SCALAR);
+    m_ID = onf_detail::ParseOnfInt(splitter.GetToken(0));
+    m_Value = RealToken(splitter, 1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Stream route.
+
+std::istream& operator>>(std::istream& is, ONFOptResTitle& item) {
+    std::string title;
+    onf_getline_dosunix(is, title);
+    item = ONFOptResTitle(std::move(title));
+    return is;
+}
+
+std::istream& operator>>(std::istream& is, ONFOptResNodalScalar& item) {
+    int id = 0;
+    double value = 0.0;
+    is >> id >> get_separator >> value >> get_newline;
+    if (!is.fail()) {
+        item = ONFOptResNodalScalar(id, value);
+    }
+    return is;
+}
+
+std::istream& operator>>(std::istream& is, ONFOptResNodalVector& item) {
+    return ReadVectorItem(is, item);
+}
+
+std::istream& operator>>(std::istream& is, ONFOptResNodalDisp& item) {
+    return ReadVectorItem(is, item);
+}
+
+std::istream& operator>>(std::istream& is, ONFOptResElemScalar& item) {
+    const std::istream::pos_type start = is.tellg();
+    int id = 0;
+    double value = 0.0;
+    is >> id >> get_separator >> value >> get_newline;
+    if (is.fail()) {
+        // Read the line again to show it in the message; the stream stands behind it then.
+        is.clear();
+        is.seekg(start);
+        std::string line;
+        onf_getline_dosunix(is, line);
+        onf_detail::ThrowFailure(nullptr, TAG_ELEM_SCALAR,
+                                 "Cannot parse ONF block 740 around line %d. Line Image: \" %s \"",
+                                 ONF_LINE_NR, line.c_str());
+    }
+    item = ONFOptResElemScalar(id, value);
+    return is;
+}
+
+std::ostream& operator<<(std::ostream& os, const ONFOptResTitle& item) {
+    return os << item.GetSubtitle() << std::endl;
+}
+
+std::ostream& operator<<(std::ostream& os, const ONFOptResNodalScalar& item) {
+    return os << item.GetID() << ", " << item.GetValue() << "\n";
+}
+
+std::ostream& operator<<(std::ostream& os, const ONFOptResNodalVector& item) {
+    return WriteVectorItem(os, item);
+}
+
+std::ostream& operator<<(std::ostream& os, const ONFOptResNodalDisp& item) {
+    return WriteVectorItem(os, item);
+}
+
+std::ostream& operator<<(std::ostream& os, const ONFOptResElemScalar& item) {
+    return os << item.GetID() << ", " << item.GetValue() << "\n";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Block helpers.
+
+void onf_detail::ThrowSystemFailure(const char* id, const char* tag, const std::exception& e) {
+    ThrowFailure(id, tag, "System exception %s", e.what());
+}
+
+void onf_detail::ThrowBlockItemFailure(const QSV_Exception& cause, const char* id, const char* tag,
+                                       size_t number) {
+    char message[ONF_MESSAGE_BUFFER_SIZE];
+    onf_format(message, sizeof message,
+               "Error has occurred while reading an ONF file, data block item %d",
+               static_cast<int>(number));
+    throw QSV_Failure(cause, std::string(id), std::string(message), std::string(tag));
+}
+
+void onf_detail::WriteBlockHead(std::ostream& os, int blockId, const char* header, size_t count) {
+    os << ONF_COMMENT_MARK << std::endl;
+    os << ONF_COMMENT_MARK << " DATA BLOCK " << blockId << ": " << header << std::endl;
+    os << ONF_COMMENT_MARK << std::endl;
+    os << ONF_BLOCK_MARKER << "\n" << blockId << "\n" << count << "\n";
+}
+
+void onf_detail::WriteBlockEnd(std::ostream& os) {
+    os << ONF_BLOCK_MARKER << "\n";
+}
