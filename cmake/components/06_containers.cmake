@@ -1,0 +1,7 @@
+# Pools and containers: records in chunks, interned strings, integer lists, run sets, the radix
+# trie, and the id map bases.
+target_sources(BrelonOnfEngine PRIVATE
+    services/containers/BrelonMemRecArray.cpp
+    services/containers/BrelonStringsPool.cpp
+    services/containers/BrelonContainers.cpp
+    services/containers/QSV_IdMap.cpp)
