@@ -129,7 +129,7 @@ private:
     bool LoadFormat(const TextLinesParser& lines, size_t& line, std::string& format,
                     std::string& error);
     static void SkipEmptyAndCommentLines(const TextLinesParser& lines, size_t& line);
-    size_t DecodeBlock(size_t start, UnknownBlockAction action);
+    size_t DecodeBlock(size_t start, UnknownBlockAction action, const std::string& file);
     const BLOCK_INFO* CurrentBlock() const;
 
     std::wstring m_FileName;

@@ -1,0 +1,2 @@
+# The ONF text reader: the outer grammar of an ONF file, block by block.
+target_sources(BrelonOnfEngine PRIVATE src/OnfBlockTextReader.cpp)

@@ -1,0 +1,356 @@
+// Line input: whole-file loading cut into lines in place, the line tokeniser, the integer text
+// test and the UTF-8 conversions of file names.
+#include "BrelonLineInput.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static_assert(sizeof(wchar_t) == 4, "wide texts are expected to hold code points");
+
+TextLinesProvider::~TextLinesProvider() = default;
+
+namespace {
+
+inline bool IsSpace(unsigned char c) {
+    return c == ' ' || (c >= 9 && c <= 13);
+}
+
+// Closes a descriptor on every way out of the file loader.
+class FileCloser {
+public:
+    explicit FileCloser(int fd) : m_Fd(fd) {}
+    ~FileCloser() { ::close(m_Fd); }
+    FileCloser(const FileCloser&) = delete;
+    FileCloser& operator=(const FileCloser&) = delete;
+
+private:
+    int m_Fd;
+};
+
+// Reads everything from `fd` into `text`, with one spare byte behind it for the NUL. A regular
+// file of `expected` bytes is read straight into a buffer of that size; what comes beyond it
+// (a file that grew, a pipe that does not know its size) is read in chunks and appended.
+bool ReadAll(int fd, size_t expected, std::vector<char>& text, size_t& size) {
+    size = 0;
+    text.resize(expected + 1);
+    char chunk[16384];
+    for (;;) {
+        const bool direct = size < expected;
+        char* dest = direct ? text.data() + size : chunk;
+        size_t room = direct ? expected - size : sizeof(chunk);
+        ssize_t got = ::read(fd, dest, room);
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        if (got == 0) {
+            return true;
+        }
+        if (!direct) {
+            text.insert(text.begin() + static_cast<std::ptrdiff_t>(size), chunk, chunk + got);
+            expected = size + static_cast<size_t>(got);
+        }
+        size += static_cast<size_t>(got);
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// TextLinesParser
+
+TextLinesParser::TextLinesParser() = default;
+
+TextLinesParser::TextLinesParser(const TextLinesParser& other) : m_Text(other.m_Text) {
+    m_Lines.reserve(other.m_Lines.size());
+    for (const char* line : other.m_Lines) {
+        m_Lines.push_back(m_Text.data() + (line - other.m_Text.data()));
+    }
+}
+
+TextLinesParser& TextLinesParser::operator=(const TextLinesParser& other) {
+    if (this != &other) {
+        TextLinesParser copy(other);
+        m_Text.swap(copy.m_Text);
+        m_Lines.swap(copy.m_Lines);
+    }
+    return *this;
+}
+
+TextLinesParser::~TextLinesParser() = default;
+
+void TextLinesParser::Clear() {
+    std::vector<char>().swap(m_Text);
+    std::vector<const char*>().swap(m_Lines);
+}
+
+bool TextLinesParser::LoadTextFromFile(const wchar_t* name, std::string& error) {
+    Clear();
+    std::string path = BrelonStringUtil::wide_to_utf8(name);
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    FileCloser closer(fd);
+    struct stat info;
+    if (::fstat(fd, &info) != 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    size_t expected = S_ISREG(info.st_mode) ? static_cast<size_t>(info.st_size) : 0;
+    size_t size = 0;
+    if (!ReadAll(fd, expected, m_Text, size)) {
+        error = std::strerror(errno);
+        Clear();
+        return false;
+    }
+    CutIntoLines(size);
+    return true;
+}
+
+void TextLinesParser::LoadTextFromBuffer(const char* data, size_t size) {
+    Clear();
+    m_Text.resize(size + 1);
+    if (size > 0) {
+        std::memcpy(m_Text.data(), data, size);
+    }
+    CutIntoLines(size);
+}
+
+// Cuts the first `size` bytes of m_Text into lines; m_Text has at least size + 1 bytes. Each
+// line end is overwritten with a NUL; the byte behind the text becomes the last line's NUL.
+void TextLinesParser::CutIntoLines(size_t size) {
+    m_Text.resize(size + 1);
+    char* p = m_Text.data();
+    char* const end = p + size;
+    *end = '\0';
+    m_Lines.clear();
+    // The next line feed is searched once and kept while lone carriage returns cut the text
+    // in front of it, so a file of carriage returns only is cut in one pass.
+    char* lf = nullptr;
+    while (p < end) {
+        m_Lines.push_back(p);
+        if (lf == nullptr || lf < p) {
+            lf = static_cast<char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
+            lf = lf ? lf : end;
+        }
+        char* stop = lf;
+        char* cr = static_cast<char*>(std::memchr(p, '\r', static_cast<size_t>(stop - p)));
+        if (cr && cr + 1 < stop) { // a lone carriage return ends this line only
+            *cr = '\0';
+            p = cr + 1;
+            continue;
+        }
+        if (cr) { // carriage return right before the line feed or the end
+            *cr = '\0';
+        }
+        *stop = '\0';
+        p = stop + 1;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// TextLineSplitter
+
+TextLineSplitter::TextLineSplitter(size_t capacity) : m_Tokens(capacity > 0 ? capacity : 1) {}
+
+TextLineSplitter::TextLineSplitter(const TextLineSplitter& other)
+    : m_Buffer(other.m_Buffer), m_Tokens(other.m_Tokens.size()), m_NumTokens(other.m_NumTokens) {
+    Rebase(other);
+}
+
+TextLineSplitter& TextLineSplitter::operator=(const TextLineSplitter& other) {
+    if (this != &other) {
+        m_Buffer = other.m_Buffer;
+        m_Tokens.resize(other.m_Tokens.size());
+        m_NumTokens = other.m_NumTokens;
+        Rebase(other);
+    }
+    return *this;
+}
+
+TextLineSplitter::~TextLineSplitter() = default;
+
+void TextLineSplitter::Rebase(const TextLineSplitter& other) {
+    for (size_t i = 0; i < m_NumTokens; ++i) {
+        m_Tokens[i] = m_Buffer.data() + (other.m_Tokens[i] - other.m_Buffer.data());
+    }
+}
+
+void TextLineSplitter::SplitLine(const char* line, Mode mode, char separator, char quote) {
+    m_NumTokens = 0;
+    size_t length = line ? std::strlen(line) : 0;
+    if (m_Buffer.size() < length + 1) {
+        m_Buffer.resize(length + 1);
+    }
+    char* p = m_Buffer.data();
+    if (length > 0) {
+        std::memcpy(p, line, length);
+    }
+    p[length] = '\0';
+    char* const end = p + length;
+    while (p < end && IsSpace(static_cast<unsigned char>(*p))) {
+        ++p;
+    }
+    if (p == end) {
+        return; // empty or all whitespace: no tokens
+    }
+    const bool quotes = mode != SPLIT_PLAIN;
+    for (;;) {
+        while (p < end && IsSpace(static_cast<unsigned char>(*p))) {
+            ++p;
+        }
+        char* start = p;
+        bool inQuote = false;
+        while (p < end && (inQuote || *p != separator)) {
+            if (quotes && *p == quote) {
+                inQuote = !inQuote;
+            }
+            ++p;
+        }
+        char* stop = p;
+        while (stop > start && IsSpace(static_cast<unsigned char>(stop[-1]))) {
+            --stop;
+        }
+        const bool last = p >= end;
+        *stop = '\0'; // may overwrite the separator or trailing whitespace
+        if (m_NumTokens == m_Tokens.size()) {
+            m_Tokens.resize(m_Tokens.size() * 2);
+        }
+        m_Tokens[m_NumTokens++] = start;
+        if (last) {
+            return;
+        }
+        ++p; // past the separator
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// BrelonFormatUtil
+
+namespace BrelonFormatUtil {
+
+bool is_int(const char* text) {
+    if (text == nullptr) {
+        return false;
+    }
+    bool negative = *text == '-';
+    if (*text == '+' || *text == '-') {
+        ++text;
+    }
+    if (*text < '0' || *text > '9') {
+        return false;
+    }
+    const uint64_t limit = negative ? 2147483648ULL : 2147483647ULL;
+    uint64_t value = 0;
+    for (; *text >= '0' && *text <= '9'; ++text) {
+        value = value * 10 + static_cast<uint64_t>(*text - '0');
+        if (value > limit) {
+            return false;
+        }
+    }
+    return *text == '\0';
+}
+
+} // namespace BrelonFormatUtil
+
+// ---------------------------------------------------------------------------------------------
+// BrelonStringUtil
+
+namespace {
+
+constexpr char32_t REPLACEMENT = 0xFFFD;
+
+void AppendUtf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+inline bool IsContinuation(unsigned char c) {
+    return (c & 0xC0) == 0x80;
+}
+
+// Decodes one code point at `p`, advancing it past the bytes used. An invalid sequence gives
+// U+FFFD and consumes its lead byte plus the continuation bytes that were valid so far, so a
+// good character behind a bad one is never swallowed.
+char32_t DecodeUtf8(const unsigned char*& p) {
+    unsigned char lead = *p++;
+    if (lead < 0x80) {
+        return lead;
+    }
+    int extra;
+    char32_t c;
+    char32_t minimum;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        extra = 1, c = lead & 0x1F, minimum = 0x80;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        extra = 2, c = lead & 0x0F, minimum = 0x800;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        extra = 3, c = lead & 0x07, minimum = 0x10000;
+    } else {
+        return REPLACEMENT;
+    }
+    for (int i = 0; i < extra; ++i) {
+        if (!IsContinuation(*p)) { // also stops at the terminating NUL
+            return REPLACEMENT;
+        }
+        c = (c << 6) | (*p++ & 0x3F);
+    }
+    if (c < minimum || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+        return REPLACEMENT;
+    }
+    return c;
+}
+
+} // namespace
+
+namespace BrelonStringUtil {
+
+std::string wide_to_utf8(const wchar_t* text) {
+    std::string out;
+    if (text == nullptr) {
+        return out;
+    }
+    for (; *text != L'\0'; ++text) {
+        auto c = static_cast<char32_t>(*text);
+        if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+            c = REPLACEMENT;
+        }
+        AppendUtf8(out, c);
+    }
+    return out;
+}
+
+std::wstring utf8_to_wide(const char* text) {
+    std::wstring out;
+    if (text == nullptr) {
+        return out;
+    }
+    const auto* p = reinterpret_cast<const unsigned char*>(text);
+    while (*p != '\0') {
+        out += static_cast<wchar_t>(DecodeUtf8(p));
+    }
+    return out;
+}
+
+} // namespace BrelonStringUtil

@@ -1,0 +1,514 @@
+// The ONF text reader: one pass over a file's lines that finds the outer structure of every
+// block (markers, descriptor and format sections, number, count, body range).
+#include "OnfBlockTextReader.h"
+
+#include "OnfConstants.h"
+#include "QSV_Failure.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+const char* const TAG = "|%P|BrelonOnfEngine|OnfBlockTextReader";
+const size_t SECTION_SPLITTER_CAPACITY = 2048;
+
+inline bool IsSpace(unsigned char c) {
+    return c == ' ' || (c >= 9 && c <= 13);
+}
+
+// Empty, all whitespace, or a comment: first non-whitespace byte "#".
+bool IsEmptyOrComment(const char* line) {
+    while (IsSpace(static_cast<unsigned char>(*line))) {
+        ++line;
+    }
+    return *line == '\0' || *line == ONF_COMMENT_MARK[0];
+}
+
+// Integers of structure lines: leading whitespace, one optional sign, digits up to the first
+// other byte, 32-bit wrap-around and no validation ("12abc" is 12, "abc" is 0). Computed in
+// unsigned arithmetic so that the wrap is defined.
+int32_t ParseStructureInt(const char* text) {
+    while (IsSpace(static_cast<unsigned char>(*text))) {
+        ++text;
+    }
+    const bool negative = *text == '-';
+    if (*text == '+' || *text == '-') {
+        ++text;
+    }
+    uint32_t value = 0;
+    for (; *text >= '0' && *text <= '9'; ++text) {
+        value = value * 10u + static_cast<uint32_t>(*text - '0');
+    }
+    if (negative) {
+        value = 0u - value;
+    }
+    return static_cast<int32_t>(value);
+}
+
+// The id line, stripped of surrounding whitespace, is "NON_ONF" in any ASCII case.
+bool IsNonOnfLine(const char* line) {
+    while (IsSpace(static_cast<unsigned char>(*line))) {
+        ++line;
+    }
+    const size_t keyLength = std::strlen(ONF_NON_ONF);
+    for (size_t i = 0; i < keyLength; ++i) {
+        unsigned char c = static_cast<unsigned char>(line[i]);
+        if (c >= 'a' && c <= 'z') {
+            c = static_cast<unsigned char>(c - 'a' + 'A');
+        }
+        if (c != static_cast<unsigned char>(ONF_NON_ONF[i])) {
+            return false; // also at the line's NUL
+        }
+    }
+    for (line += keyLength; *line != '\0'; ++line) {
+        if (!IsSpace(static_cast<unsigned char>(*line))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool EqualsIgnoringCase(const char* text, const char* upperKey) {
+    for (; *upperKey != '\0'; ++text, ++upperKey) {
+        char c = *text;
+        if (c >= 'a' && c <= 'z') {
+            c = static_cast<char>(c - 'a' + 'A');
+        }
+        if (c != *upperKey) {
+            return false;
+        }
+    }
+    return *text == '\0';
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Descriptor key trie
+
+OnfBlockTextReader::DescriptorKeyTrie::DescriptorKeyTrie()
+    : m_NotFound(QSV_DataDescriptor::NUM_ITEMS), m_AlphabetSize(0) {
+    for (int& position : m_ChildPosition) {
+        position = -1;
+    }
+    for (int c = 0; c < 256; ++c) { // positions by ascending byte value: "A" to "Z", then "_"
+        if ((c >= 'A' && c <= 'Z') || c == '_') {
+            m_ChildPosition[c] = m_AlphabetSize++;
+        }
+    }
+    m_Root.children.resize(static_cast<size_t>(m_AlphabetSize));
+    m_Root.value = m_NotFound;
+    for (int i = 0; i < QSV_DataDescriptor::NUM_ITEMS; ++i) {
+        Insert(QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[i].name, i);
+    }
+}
+
+void OnfBlockTextReader::DescriptorKeyTrie::UndoPasses(const std::vector<Node*>& path) {
+    for (Node* node : path) {
+        --node->numPasses;
+    }
+}
+
+// Walks the key, making children vectors where a node is first passed and counting the words
+// that pass each node (the root counts every word, so that the empty key is ambiguous).
+OnfBlockTextReader::DescriptorKeyTrie::Status
+OnfBlockTextReader::DescriptorKeyTrie::Insert(const char* key, int value) {
+    std::vector<Node*> path{&m_Root};
+    ++m_Root.numPasses;
+    Node* node = &m_Root;
+    for (const char* p = key; *p != '\0'; ++p) {
+        const int position = m_ChildPosition[static_cast<unsigned char>(*p)];
+        if (position < 0) {
+            UndoPasses(path);
+            return TRIE_BAD_BYTE;
+        }
+        Node& child = node->children[static_cast<size_t>(position)];
+        if (child.children.empty()) {
+            child.children.resize(static_cast<size_t>(m_AlphabetSize));
+            child.value = m_NotFound;
+            if (node->numUsed++ == 0) {
+                node->firstUsed = position;
+            }
+        }
+        ++child.numPasses;
+        path.push_back(&child);
+        node = &child;
+    }
+    if (node->terminal) {
+        UndoPasses(path);
+        return TRIE_DUPLICATE;
+    }
+    node->terminal = true;
+    node->value = value;
+    return TRIE_OK;
+}
+
+OnfBlockTextReader::DescriptorKeyTrie::Status
+OnfBlockTextReader::DescriptorKeyTrie::Find(const char* key, int& value) const {
+    const Node* node = &m_Root;
+    for (const char* p = key; *p != '\0'; ++p) {
+        const int position = m_ChildPosition[static_cast<unsigned char>(*p)];
+        if (position < 0) {
+            return TRIE_BAD_BYTE;
+        }
+        if (node->children.empty()) {
+            return TRIE_NOT_FOUND;
+        }
+        node = &node->children[static_cast<size_t>(position)];
+    }
+    if (node->children.empty()) {
+        return TRIE_NOT_FOUND;
+    }
+    if (!node->terminal) {
+        if (node->numPasses > 1) {
+            return TRIE_AMBIGUOUS;
+        }
+        while (node->numUsed > 0) {
+            node = &node->children[static_cast<size_t>(node->firstUsed)];
+        }
+    }
+    if (node->value == m_NotFound) {
+        return TRIE_NOT_FOUND;
+    }
+    value = node->value;
+    return TRIE_OK;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Construction and loading
+
+OnfBlockTextReader::OnfBlockTextReader(const wchar_t* name, UnknownBlockAction action) {
+    LoadFile(name, action);
+}
+
+OnfBlockTextReader::OnfBlockTextReader(const char* data, size_t size,
+                                       const wchar_t* nameForMessages, UnknownBlockAction action) {
+    LoadBuffer(data, size, nameForMessages, action);
+}
+
+OnfBlockTextReader::OnfBlockTextReader(const OnfBlockTextReader& other) = default;
+
+OnfBlockTextReader::~OnfBlockTextReader() = default;
+
+void OnfBlockTextReader::LoadFile(const wchar_t* name, UnknownBlockAction action) {
+    m_FileName = name ? name : L"";
+    std::string error;
+    if (!m_Lines.LoadTextFromFile(m_FileName.c_str(), error)) {
+        onf_detail::ThrowFailure(
+            nullptr, TAG, "Loading of file \"%s\" failed.\nSystem error message:\n%s",
+            BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str(), error.c_str());
+    }
+    m_Blocks.clear();
+    DecodeFile(action);
+}
+
+void OnfBlockTextReader::LoadBuffer(const char* data, size_t size, const wchar_t* nameForMessages,
+                                    UnknownBlockAction action) {
+    m_FileName = nameForMessages ? nameForMessages : L"";
+    m_Lines.LoadTextFromBuffer(data, size);
+    m_Blocks.clear();
+    DecodeFile(action);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Decoding
+
+bool OnfBlockTextReader::IsOnfMarkerLine(const char* line, const char* marker) {
+    // Byte-wise up to the marker's end, so that a body line usually fails on its first byte.
+    size_t i = 0;
+    for (; marker[i] != '\0'; ++i) {
+        if (line[i] != marker[i]) {
+            return false;
+        }
+    }
+    for (line += i; *line != '\0'; ++line) {
+        if (!IsSpace(static_cast<unsigned char>(*line))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void OnfBlockTextReader::SkipEmptyAndCommentLines(const TextLinesParser& lines, size_t& line) {
+    const size_t count = lines.GetNumLines();
+    while (line < count && IsEmptyOrComment(lines.GetLine(line))) {
+        ++line;
+    }
+}
+
+void OnfBlockTextReader::DecodeFile(UnknownBlockAction action) {
+    const size_t count = m_Lines.GetNumLines();
+    const std::string file = BrelonStringUtil::wide_to_utf8(m_FileName.c_str());
+    size_t line = 0;
+    while (line < count) {
+        SkipEmptyAndCommentLines(m_Lines, line);
+        if (line >= count) {
+            return;
+        }
+        line = DecodeBlock(line, action, file);
+    }
+}
+
+// Decodes the block whose start marker candidate stands at `start` and returns the index
+// behind its end marker. `file` is the file name for messages.
+size_t OnfBlockTextReader::DecodeBlock(size_t start, UnknownBlockAction action,
+                                       const std::string& file) {
+    const size_t count = m_Lines.GetNumLines();
+    const char* startLine = m_Lines.GetLine(start);
+    if (!IsOnfMarkerLine(startLine, ONF_BLOCK_MARKER)) {
+        onf_detail::ThrowFailure(nullptr, TAG,
+                                 "Invalid statement encountered in file: %s, line: %Iu\nExpected "
+                                 "line image: \"%s\"\nLine image found:    \"%s\"",
+                                 file.c_str(), start + 1, ONF_BLOCK_MARKER, startLine);
+    }
+    if (start + 2 >= count) {
+        onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
+                                 file.c_str(), start + 1);
+    }
+    BLOCK_INFO info;
+    bool descriptorRead = false;
+    std::string error;
+    size_t line = start + 1;
+    if (IsOnfMarkerLine(m_Lines.GetLine(line), ONF_DESCRIPTOR_MARKER)) {
+        if (!LoadDescriptor(m_Lines, line, info.descriptor, error)) {
+            onf_detail::ThrowFailure(
+                nullptr, TAG,
+                "Error parsing descriptor data from ONF file %s at line %Iu.\nError message: %s.",
+                file.c_str(), (line < count ? line : count - 1) + 1, error.c_str());
+        }
+        ++line;
+        descriptorRead = true;
+        if (line >= count) {
+            onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
+                                     file.c_str(), line + 1);
+        }
+    }
+    if (IsOnfMarkerLine(m_Lines.GetLine(line), ONF_FORMAT_MARKER)) {
+        if (!LoadFormat(m_Lines, line, info.format, error)) {
+            onf_detail::ThrowFailure(
+                nullptr, TAG,
+                "Error parsing format data from ONF file %s at line %Iu.\nError message: %s.",
+                file.c_str(), (line < count ? line : count - 1) + 1, error.c_str());
+        }
+        ++line;
+        if (line >= count) {
+            onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
+                                     file.c_str(), line + 1);
+        }
+    }
+
+    const size_t idLine = line;
+    bool recognised = false;
+    if (IsNonOnfLine(m_Lines.GetLine(idLine))) {
+        info.block_id = -1;
+        if (info.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID)) {
+            onf_detail::ThrowFailure(nullptr, TAG,
+                                     "The ONF-file \"%s\" contains an ONF-entry in a descriptor "
+                                     "for non-onf block at line %Iu.",
+                                     file.c_str(), idLine + 1);
+        }
+        if (info.format.empty()) {
+            onf_detail::ThrowFailure(nullptr, TAG,
+                                     "The ONF-file \"%s\" contains non-onf block at line %Iu with "
+                                     "missing format information.",
+                                     file.c_str(), idLine + 1);
+        }
+    } else {
+        info.block_id = ParseStructureInt(m_Lines.GetLine(idLine));
+        recognised = QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
+        if (!recognised && action == UNKNOWN_BLOCK_WARN) {
+            QSV_LOG(LOG_WARNING, TAG,
+                    "The ONF-file \"%s\" contains a data-block of type %d, which is unknown to "
+                    "the interface and will be skipped.",
+                    file.c_str(), info.block_id);
+        }
+        if (descriptorRead && info.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
+            info.descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID) != info.block_id) {
+            onf_detail::ThrowFailure(nullptr, TAG,
+                                     "The ONF-file \"%s\" contains an inconsistent descriptor "
+                                     "entry for ONF-block %d.",
+                                     file.c_str(), info.block_id);
+        }
+        info.descriptor.SetInteger(QSV_DataDescriptor::RI_ONF_ID, recognised ? info.block_id : -1);
+        info.descriptor.SetSpare(-1);
+    }
+
+    // A file may stop right after an id line that follows a section: no count line, no body.
+    const size_t countLine = idLine + 1;
+    if (countLine >= count) {
+        onf_detail::ThrowFailure(nullptr, TAG,
+                                 "File ended before all lines could be loaded for block with "
+                                 "id: %d",
+                                 info.block_id);
+    }
+    info.num_records = ParseStructureInt(m_Lines.GetLine(countLine));
+    info.first_line = info.num_records != 0 ? countLine + 1 : 0;
+
+    // The body: every line up to the end marker; only the marker test touches it.
+    const char* const* lines = m_Lines.GetLines();
+    size_t end = countLine + 1;
+    while (end < count && !IsOnfMarkerLine(lines[end], ONF_BLOCK_MARKER)) {
+        ++end;
+    }
+    info.num_lines = end - (countLine + 1);
+    if (end >= count) {
+        onf_detail::ThrowFailure(nullptr, TAG,
+                                 "File ended before all lines could be loaded for block with "
+                                 "id: %d",
+                                 info.block_id);
+    }
+    // Compared as unsigned 64-bit values, so a negative count is always too large; more lines
+    // than records are fine, since a record may span several lines.
+    if (static_cast<uint64_t>(info.num_lines) < static_cast<uint64_t>(info.num_records)) {
+        onf_detail::ThrowFailure(nullptr, TAG,
+                                 "A wrong number of records is stored for block with id = "
+                                 "%d\n%Iu lines found in the block body, which is less than\nthe "
+                                 "declared number of records (%Iu)",
+                                 info.block_id, info.num_lines,
+                                 static_cast<size_t>(static_cast<uint64_t>(info.num_records)));
+    }
+
+    if (recognised || action == UNKNOWN_BLOCK_KEEP || !info.format.empty()) {
+        m_Blocks.push_back(std::move(info));
+    }
+    return end + 1;
+}
+
+bool OnfBlockTextReader::LoadDescriptor(const TextLinesParser& lines, size_t& line,
+                                        QSV_DataDescriptor& descriptor, std::string& error) {
+    error.clear();
+    TextLineSplitter splitter(SECTION_SPLITTER_CAPACITY);
+    for (;;) {
+        ++line;
+        SkipEmptyAndCommentLines(lines, line);
+        if (line >= lines.GetNumLines()) {
+            error = "Unexpected end of file within a descriptor definition";
+            return false;
+        }
+        const char* text = lines.GetLine(line);
+        if (IsOnfMarkerLine(text, ONF_DESCRIPTOR_MARKER)) {
+            return true;
+        }
+        splitter.SplitLine(text, TextLineSplitter::SPLIT_KEEP_QUOTED, '=', '"');
+        if (splitter.GetNumTokens() != 2) {
+            error = "Syntax error while decoding a <Key> = <Value> pair";
+            return false;
+        }
+        const char* key = splitter.GetToken(0);
+        const char* value = splitter.GetToken(1);
+        int item = 0;
+        if (m_KeyTrie.Find(key, item) != DescriptorKeyTrie::TRIE_OK) {
+            error = std::string("Unknown descriptor item \"") + key + "\"";
+            return false;
+        }
+        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(item);
+        const int type = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[item].type;
+        if (type == QSV_DataDescriptor::ITEM_TYPE_INTEGER) {
+            if (!BrelonFormatUtil::is_int(value)) {
+                error = "Integer value expected on the right-hand side of the expression";
+                return false;
+            }
+            descriptor.SetInteger(index, ParseStructureInt(value));
+        } else if (type == QSV_DataDescriptor::ITEM_TYPE_STRING) {
+            descriptor.SetString(index, value);
+        }
+    }
+}
+
+bool OnfBlockTextReader::LoadFormat(const TextLinesParser& lines, size_t& line, std::string& format,
+                                    std::string& error) {
+    error.clear();
+    format.clear();
+    TextLineSplitter splitter(SECTION_SPLITTER_CAPACITY);
+    for (;;) {
+        ++line;
+        SkipEmptyAndCommentLines(lines, line);
+        if (line >= lines.GetNumLines()) {
+            error = "Unexpected end of file within a format definition";
+            return false;
+        }
+        const char* text = lines.GetLine(line);
+        if (IsOnfMarkerLine(text, ONF_FORMAT_MARKER)) {
+            break;
+        }
+        splitter.SplitLine(text, TextLineSplitter::SPLIT_KEEP_QUOTED, '=', '"');
+        if (splitter.GetNumTokens() != 2) {
+            error = "Syntax error while decoding a <Key> = <Value> pair";
+            return false;
+        }
+        const char* key = splitter.GetToken(0);
+        const bool unknownKey = !EqualsIgnoringCase(key, "FORMAT");
+        if (unknownKey) {
+            error = std::string("Unknown keyword found in the block-format section: ") + key;
+        }
+        if (!format.empty()) {
+            error = "A second format string was found in the block-format section";
+            format = splitter.GetToken(1);
+            return false;
+        }
+        format = splitter.GetToken(1);
+        if (unknownKey) {
+            return false;
+        }
+    }
+    if (format.empty()) {
+        error = "No format string was found in the block-format section";
+        return false;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Block selection and line access
+
+bool OnfBlockTextReader::AlreadyLoaded(const QSV_DataDescriptor& descriptor) const {
+    for (const BLOCK_INFO& block : m_Blocks) {
+        if (!(block.descriptor < descriptor) && !(descriptor < block.descriptor)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void OnfBlockTextReader::ProvideBlock(size_t index) {
+    m_BlockIdx = index;
+    m_LineIdx = 0;
+    m_BlockProvided = true;
+}
+
+const OnfBlockTextReader::BLOCK_INFO* OnfBlockTextReader::CurrentBlock() const {
+    return m_BlockIdx < m_Blocks.size() ? &m_Blocks[m_BlockIdx] : nullptr;
+}
+
+size_t OnfBlockTextReader::GetNumBlockLines() const {
+    const BLOCK_INFO* block = CurrentBlock();
+    return block ? block->num_lines : 0;
+}
+
+const char* OnfBlockTextReader::GetLine() const {
+    const size_t index = GetCurrentIdx();
+    return index < m_Lines.GetNumLines() ? m_Lines.GetLine(index) : nullptr;
+}
+
+const char* OnfBlockTextReader::ExtractLine() {
+    const BLOCK_INFO* block = CurrentBlock();
+    if (block == nullptr || m_LineIdx >= block->num_lines) {
+        return nullptr;
+    }
+    const size_t index = block->first_line + m_LineIdx;
+    if (index >= m_Lines.GetNumLines()) {
+        return nullptr;
+    }
+    ++m_LineIdx;
+    return m_Lines.GetLine(index);
+}
+
+void OnfBlockTextReader::Rewind() {
+    m_LineIdx = 0;
+}
+
+size_t OnfBlockTextReader::GetCurrentIdx() const {
+    const BLOCK_INFO* block = CurrentBlock();
+    return (block ? block->first_line : 0) + m_LineIdx;
+}
