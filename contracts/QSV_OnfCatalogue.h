@@ -15,7 +15,20 @@ enum QSV_OnfId : int32_t { ONF_CUSTOM_BLOCK = -1 };
 // The values beyond nodes and elements are documented with QSV_ID_TYPE_INFO in the catalogue.
 enum QSV_IdType : int32_t {
     ID_NODE = 0,
+    ID_COORD_SYSTEM = 1,
     ID_ELEMENT = 2,
+    ID_PROPERTY = 3,
+    ID_MATERIAL = 4,
+    ID_LAYER = 5, // laminate layers and plies
+    ID_LOADCASE = 6,
+    ID_NODE_GROUP_NAME = 7,    // names of node groups (block 10030)
+    ID_ELEMENT_GROUP_NAME = 8, // names of element groups (block 10032)
+    ID_LOAD = 9,               // load sets: loaded nodes and elements, forces, accelerations
+    ID_LOAD_ITEM = 10,         // single nodal forces and prescribed displacements
+    ID_CONNECTION = 11,        // constraints, rigid elements, contact surfaces, connectors
+    ID_GROUP = 12,             // ids of node and element groups (blocks 200, 210)
+    ID_ONF_BLOCK = 13,         // ONF block numbers used as keys (block 97)
+    // 14 is reserved.
     ID_NONE = 15,
 };
 
@@ -168,6 +181,18 @@ enum DataRecordItem : int32_t {
 };
 } // namespace QSV_DataRecordItem
 
+// Bits of QSV_OnfMetaData::m_Flags: the file kinds that carry a block. A block may belong to
+// more than one kind.
+enum QSV_OnfBlockFlags : uint32_t {
+    ONF_FLAG_MODEL = 0x01,
+    ONF_FLAG_GROUPS = 0x02,
+    ONF_FLAG_INIT = 0x04,
+    ONF_FLAG_REQUEST = 0x08,
+    ONF_FLAG_MODIF = 0x10,
+    ONF_FLAG_TEMPORARY = 0x20,
+    ONF_FLAG_RESULT = 0x40, // a result block, which a result request can name as its target
+};
+
 // One constant row of the catalogue. Rows live as long as the process.
 struct QSV_OnfMetaData {
     std::string m_BlockName;
@@ -181,6 +206,8 @@ struct QSV_OnfMetaData {
     QSV_IdType m_BlockIdType;
     // One line for users of `onf catalogue`.
     std::string m_Description;
+    // Short names of items 1 upward, one per item, for listings; empty where unnamed.
+    std::vector<std::string> m_ItemNames;
 
     const std::string& GetBlockName() const { return m_BlockName; }
     const std::string& GetFormatString() const { return m_FormatString; }
@@ -206,8 +233,8 @@ extern const QSV_IdTypeInfoData QSV_ID_TYPE_INFO[16];
 
 // What the suite knows of one kind of group member.
 struct QSV_ItemTypeInfo {
-    QSV_IdType idType;     // id space of the members
-    QSV_OnfId groupBlock;  // block that holds named groups of this kind
+    QSV_IdType idType;                     // id space of the members
+    QSV_OnfId groupBlock;                  // block that holds named groups of this kind
     static const QSV_ItemTypeInfo INFO[3]; // indexed by QSV_ItemType
 };
 

@@ -18,6 +18,8 @@ struct CatalogueRowDef {
     const char* format;
     const char* idTypes;
     uint32_t flags;
+    // Names of items 1 upward, separated by ", ".
+    const char* items;
     const char* description;
 };
 

@@ -6,20 +6,17 @@
 #include "QSV_Failure.h"
 #include "catalogue/OnfCatalogueTable.h"
 
-#include <cstring>
+#include <algorithm>
 
 namespace {
 
 const char* const kTag = "|%P|BrelonOnfSpecification|QSV_OnfInfoPool";
 
-// Block numbers run from 0 to this; ExistsOnfBlock answers by one array access below it.
-constexpr int32_t kMaxBlockNumber = 10032;
-
 class Catalogue {
 public:
     Catalogue();
     const QSV_OnfMetaData* Find(int id) const {
-        if (id < 0 || id > kMaxBlockNumber)
+        if (id < 0 || static_cast<size_t>(id) >= m_RowOfNumber.size())
             return nullptr;
         const int16_t row = m_RowOfNumber[static_cast<size_t>(id)];
         return row < 0 ? nullptr : &m_Rows[static_cast<size_t>(row)];
@@ -31,12 +28,34 @@ private:
     // One array of id types a row, kept here so that m_ItemIdTypes pointers stay valid.
     std::vector<std::vector<QSV_IdType>> m_IdTypes;
     std::vector<QSV_OnfId> m_Ids;
+    // Row of each block number from 0 to the largest one, -1 where there is none: a look-up is
+    // one bounds test and one array access, since every block of every file is looked up.
     std::vector<int16_t> m_RowOfNumber;
 };
 
-Catalogue::Catalogue() : m_RowOfNumber(kMaxBlockNumber + 1, -1) {
+std::vector<std::string> SplitItemNames(const char* names) {
+    std::vector<std::string> out;
+    const char* start = names;
+    for (const char* c = names;; ++c) {
+        if (*c != ',' && *c != '\0')
+            continue;
+        out.emplace_back(start, static_cast<size_t>(c - start));
+        if (*c == '\0')
+            break;
+        start = c + 1;
+        while (*start == ' ')
+            ++start;
+    }
+    return out;
+}
+
+Catalogue::Catalogue() {
     size_t count = 0;
     const onf_detail::CatalogueRowDef* defs = onf_detail::GetCatalogueRows(count);
+    int32_t largest = 0;
+    for (size_t r = 0; r < count; ++r)
+        largest = std::max(largest, defs[r].id);
+    m_RowOfNumber.assign(static_cast<size_t>(largest) + 1, -1);
     m_Rows.reserve(count);
     m_IdTypes.reserve(count);
     m_Ids.reserve(count);
@@ -56,6 +75,7 @@ Catalogue::Catalogue() : m_RowOfNumber(kMaxBlockNumber + 1, -1) {
         row.m_Flags = def.flags;
         row.m_BlockIdType = kept.empty() ? ID_NONE : kept[0];
         row.m_Description = def.description;
+        row.m_ItemNames = SplitItemNames(def.items);
         m_Rows.push_back(std::move(row));
         m_Ids.push_back(static_cast<QSV_OnfId>(def.id));
         m_RowOfNumber[static_cast<size_t>(def.id)] = static_cast<int16_t>(r);
@@ -94,6 +114,7 @@ const QSV_IdTypeInfoData QSV_ID_TYPE_INFO[16] = {
     {"unused_12", 0}, {"unused_13", 0}, {"unused_14", 0}, {"none", 0},
 };
 
+// Indexed by QSV_ItemType: 0 elements, 2 nodes; 1 is no item type and names no block.
 const QSV_ItemTypeInfo QSV_ItemTypeInfo::INFO[3] = {
     {ID_ELEMENT, static_cast<QSV_OnfId>(10032)},
     {ID_NONE, ONF_CUSTOM_BLOCK},
