@@ -1,37 +1,16 @@
 #include "BrelonOnfIdMap.h"
 
 #include "QSV_Failure.h"
+#include "containers/SizeCast.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
 #include <limits>
 #include <memory>
-#include <stdexcept>
-#include <typeinfo>
 
 namespace {
 const char* const kTag = "|%P|BrelonUtilities|QSV_Failure";
 constexpr size_t kNoIndex = static_cast<size_t>(-1);
 constexpr size_t kReservedIndices = 1024;
 constexpr size_t kNamesChunk = 0x10000;
-
-// The readable name of a type, as the run-time type information gives it.
-std::string TypeName(const std::type_info& type) {
-    int status = 0;
-    std::unique_ptr<char, void (*)(void*)> name(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
-    return status == 0 && name ? std::string(name.get()) : std::string(type.name());
-}
-
-// A pool position as the int that an index slot holds; positions past the int range cannot be
-// stored and throw.
-int SizeToInt(size_t value) {
-    if (value > static_cast<size_t>(std::numeric_limits<int>::max())) {
-        throw std::overflow_error("Overflow error while casting from " + TypeName(typeid(size_t)) +
-                                  " to " + TypeName(typeid(int)));
-    }
-    return static_cast<int>(value);
-}
 
 int32_t StringIdsOf(QSV_IdType type) {
     const unsigned t = static_cast<unsigned>(type);
@@ -126,7 +105,7 @@ void BrelonOnfIdMap::CreateId(const std::string& name, size_t idx) {
         }
         return;
     }
-    const int stored = SizeToInt(position);
+    const int stored = onf_detail::size_to_int(position);
     AllocateIndex(idx);
     m_NameToIdx.push_back(idx);
     m_IdxToId[idx] = stored;
@@ -183,7 +162,7 @@ size_t BrelonOnfIdMap::FetchIdx(const std::string& name) {
     if (position < m_NameToIdx.size()) {
         return m_NameToIdx[position];
     }
-    const int stored = SizeToInt(position);
+    const int stored = onf_detail::size_to_int(position);
     const size_t idx = m_IdxToId.size();
     m_NameToIdx.push_back(idx);
     m_IdxToId.push_back(stored);

@@ -5,3 +5,4 @@ target_sources(BrelonOnfEngine PRIVATE
     services/containers/BrelonStringsPool.cpp
     services/containers/BrelonContainers.cpp
     services/containers/QSV_IdMap.cpp)
+onf_add_test(test_containers tests/test_containers.cpp)

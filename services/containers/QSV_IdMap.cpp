@@ -3,7 +3,15 @@
 
 #include "QSV_Failure.h"
 
+#include "containers/SizeCast.h"
+
 #include <algorithm>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <typeinfo>
 
 namespace {
 const char* const kIdMapTag = "|%P|BrelonUtilities|QSV_Failure";
@@ -44,4 +52,25 @@ void BrelonIdMapsUtil::merge_id_maps_pool(const QSV_IdMapsPool& from, QSV_IdMaps
             from.m_IdMaps[type]->CopyTo(*to.m_IdMaps[type]);
         }
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The size cast
+
+namespace {
+// The readable name of a type, as the run-time type information gives it.
+std::string TypeName(const std::type_info& type) {
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+    return status == 0 && name ? std::string(name.get()) : std::string(type.name());
+}
+} // namespace
+
+int onf_detail::size_to_int(size_t value) {
+    if (value > static_cast<size_t>(std::numeric_limits<int>::max())) {
+        throw std::overflow_error("Overflow error while casting from " + TypeName(typeid(size_t)) +
+                                  " to " + TypeName(typeid(int)));
+    }
+    return static_cast<int>(value);
 }

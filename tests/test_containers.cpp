@@ -1,0 +1,358 @@
+#include "BrelonContainers.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// BrelonMemRecArray
+
+bool AllZero(const void* data, size_t size) {
+    const unsigned char* bytes = static_cast<const unsigned char*>(data);
+    return std::all_of(bytes, bytes + size, [](unsigned char b) { return b == 0; });
+}
+
+TEST(MemRecArray, RecordsStartZeroedAndNeverMove) {
+    for (size_t perChunk : {size_t(0), size_t(1), size_t(3), size_t(1000)}) {
+        BrelonMemRecArray records(24, 5, perChunk);
+        ASSERT_EQ(records.NumRecords(), 5u);
+        std::vector<void*> addresses;
+        for (size_t i = 0; i < 5; ++i) {
+            EXPECT_TRUE(AllZero(records.RecordData(i), 24));
+            std::memset(records.RecordData(i), int(i + 1), 24);
+            addresses.push_back(records.RecordData(i));
+        }
+        for (size_t i = 0; i < 2000; ++i) {
+            void* added = records.AddNewRecord();
+            EXPECT_TRUE(AllZero(added, 24));
+            std::memset(added, 0x5A, 24);
+            addresses.push_back(added);
+        }
+        ASSERT_EQ(records.NumRecords(), 2005u);
+        for (size_t i = 0; i < addresses.size(); ++i) {
+            ASSERT_EQ(records.RecordData(i), addresses[i]) << "per chunk " << perChunk;
+            const unsigned char expected = i < 5 ? static_cast<unsigned char>(i + 1) : 0x5A;
+            ASSERT_EQ(*static_cast<unsigned char*>(addresses[i]), expected);
+        }
+    }
+}
+
+TEST(MemRecArray, CopyClearAndChunkChange) {
+    BrelonMemRecArray records(8, 0, 2);
+    for (int i = 0; i < 7; ++i) {
+        std::memcpy(records.AddNewRecord(), &i, sizeof i);
+    }
+    BrelonMemRecArray copy(records);
+    records.Clear();
+    EXPECT_EQ(records.NumRecords(), 0u);
+    ASSERT_EQ(copy.NumRecords(), 7u);
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_EQ(*static_cast<const int*>(copy.RecordData(size_t(i))), i);
+    }
+    // A chunk change applies to the chunks made after a Clear; new records still read as zero.
+    records.SetNumRecPerChunk(100000);
+    EXPECT_TRUE(AllZero(records.AddNewRecord(), 8));
+    records = copy;
+    EXPECT_EQ(*static_cast<const int*>(records.RecordData(6)), 6);
+}
+
+// ---------------------------------------------------------------------------------------------
+// BrelonStringsPool
+
+TEST(StringsPool, InternsWithOneBasedHandles) {
+    BrelonStringsPool pool(16); // small chunks: many strings cross chunk ends
+    EXPECT_STREQ(pool.GetString(0), "");
+    EXPECT_STREQ(pool.GetString(-3), "");
+    EXPECT_STREQ(pool.GetString(1), "");
+    EXPECT_EQ(pool.FindString("a"), 0);
+
+    std::vector<const char*> stored;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string text = "name_" + std::to_string(i);
+        ASSERT_EQ(pool.AddString(text), i + 1);
+        stored.push_back(pool.GetString(i + 1));
+    }
+    const std::string longText(1000, 'x'); // longer than a chunk
+    EXPECT_EQ(pool.AddString(longText.c_str()), 3001);
+    EXPECT_EQ(pool.AddString("name_17"), 18);
+    EXPECT_EQ(pool.AddString(std::string("name_17")), 18);
+    EXPECT_EQ(pool.FindString(longText), 3001);
+    EXPECT_EQ(pool.Size(), 3001u);
+    // Texts that differ after a NUL are different strings.
+    EXPECT_NE(pool.AddString(std::string("ab\0c", 4)), pool.AddString(std::string("ab\0d", 4)));
+
+    for (int i = 0; i < 3000; ++i) {
+        ASSERT_EQ(pool.GetString(i + 1), stored[size_t(i)]) << "a string moved";
+        ASSERT_EQ(pool.GetStringAtIdx(size_t(i)), stored[size_t(i)]);
+    }
+    EXPECT_TRUE(pool.HasStringAtIdx(3000));
+    EXPECT_FALSE(pool.HasStringAtIdx(3003));
+    EXPECT_EQ(pool.GetStringAtIdx(3003), nullptr);
+    EXPECT_EQ(pool.AddString(static_cast<const char*>(nullptr)), pool.AddString(""));
+}
+
+TEST(StringsPool, CopyIsIndependent) {
+    auto source = std::make_unique<BrelonStringsPool>(0x10000);
+    source->AddString("alpha");
+    source->AddString("beta");
+    BrelonStringsPool copy(*source);
+    source.reset();
+    EXPECT_STREQ(copy.GetString(2), "beta");
+    EXPECT_EQ(copy.FindString("alpha"), 1);
+    EXPECT_EQ(copy.AddString("gamma"), 3);
+    EXPECT_EQ(copy.AddString("beta"), 2);
+    BrelonStringsPool assigned;
+    assigned = copy;
+    copy.Clear();
+    EXPECT_EQ(assigned.FindString("gamma"), 3);
+    EXPECT_EQ(copy.FindString("gamma"), 0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Small containers
+
+TEST(SmallContainers, CountedArraysListsAndEntries) {
+    QSV_IntArray ints;
+    ints.Resize(3);
+    ints[0] = 7;
+    ints.Resize(10);
+    EXPECT_EQ(ints.Size(), 10u);
+    EXPECT_EQ(ints[0], 7);
+    EXPECT_EQ(ints[9], 0);
+    ints.Resize(1);
+    ints.Resize(2); // shrinking then growing inside the capacity must not bring back old values
+    EXPECT_EQ(ints[1], 0);
+
+    BrelonPackedIntListsPool lists;
+    const int a[] = {1, 2, 3};
+    EXPECT_EQ(lists.AddList(a, 3), 0u);
+    EXPECT_EQ(lists.AddList(nullptr, 0), 1u);
+    size_t count = 99;
+    EXPECT_EQ(lists.GetList(0, count)[2], 3);
+    EXPECT_EQ(count, 3u);
+    lists.GetList(1, count);
+    EXPECT_EQ(count, 0u);
+
+    BrelonOnfIntListEntry entry(std::make_unique<std::vector<int>>(std::vector<int>{4, 5}),
+                                nullptr);
+    BrelonOnfIntListEntry copy(entry);
+    (*entry.ids)[0] = 9;
+    EXPECT_EQ((*copy.ids)[0], 4);
+    EXPECT_EQ(copy.indices, nullptr);
+}
+
+TEST(SmallContainers, IntSetBitArrayDenseAndSparse) {
+    const std::vector<std::vector<int>> inputs = {
+        {}, {5}, {3, 1, 2, 3, 10}, {1, 2000000000}, {-7, 0, 7}, {INT_MIN, INT_MAX}};
+    for (const std::vector<int>& input : inputs) {
+        IntSetBitArray bits(input);
+        const std::set<int> expected(input.begin(), input.end());
+        EXPECT_EQ(bits.Size(), expected.size());
+        for (int probe : {INT_MIN, INT_MIN + 1, -8, -7, -1, 0, 1, 2, 3, 4, 9, 10, 11, 1999999999,
+                          2000000000, INT_MAX - 1, INT_MAX}) {
+            EXPECT_EQ(bits.HasItem(probe), expected.count(probe) > 0) << probe;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// QSV_IntSetIntvl
+
+using IntSet = QSV_IntSetIntvl<int>;
+
+TEST(IntSetIntvl, InsertMergesNeighbourRuns) {
+    struct Case {
+        std::vector<int> inserts;
+        std::vector<int> bounds;
+    };
+    const Case cases[] = {
+        {{5, 7, 6}, {5, 7}},
+        {{5, 7, 6, 6, 5}, {5, 7}},
+        {{1, 3, 5, 2, 4}, {1, 5}},
+        {{10, 8, 9, 1}, {1, 1, 8, 10}},
+        {{INT_MAX, INT_MIN, INT_MAX - 1, INT_MIN + 1},
+         {INT_MIN, INT_MIN + 1, INT_MAX - 1, INT_MAX}},
+        {{-1, 1, 0}, {-1, 1}},
+    };
+    for (const Case& c : cases) {
+        IntSet set;
+        for (int v : c.inserts) {
+            set.Insert(v);
+        }
+        EXPECT_EQ(set.GetBounds(), c.bounds);
+        EXPECT_EQ(IntSet(c.inserts).GetBounds(), c.bounds);
+    }
+}
+
+TEST(IntSetIntvl, InsertRangeJoinsRuns) {
+    IntSet set(std::vector<int>{1, 2, 5, 9, 10, 20});
+    set.InsertRange(3, 4); // joins 1-2 and 5
+    EXPECT_EQ(set.GetBounds(), (std::vector<int>{1, 5, 9, 10, 20, 20}));
+    set.InsertRange(12, 18); // touches neither
+    EXPECT_EQ(set.GetBounds(), (std::vector<int>{1, 5, 9, 10, 12, 18, 20, 20}));
+    set.InsertRange(7, 19); // swallows two runs and touches 20
+    EXPECT_EQ(set.GetBounds(), (std::vector<int>{1, 5, 7, 20}));
+    set.InsertRange(30, 29); // empty
+    EXPECT_EQ(set.Size(), 19u);
+    IntSet all;
+    all.InsertRange(INT_MIN, INT_MAX);
+    EXPECT_EQ(all.Size(), size_t(1) << 32);
+    EXPECT_TRUE(all.Has(INT_MIN) && all.Has(0) && all.Has(INT_MAX));
+    QSV_IntSetIntvl<int64_t> huge;
+    huge.InsertRange(INT64_MIN, INT64_MAX);
+    EXPECT_EQ(huge.Size(), SIZE_MAX);
+}
+
+// Random operations against std::set: Insert, InsertRange, Has, Size, values, and the
+// intersection and difference of two sets.
+TEST(IntSetIntvl, AgreesWithReferenceOnRandomOperations) {
+    std::mt19937 rng(12345);
+    for (int round = 0; round < 300; ++round) {
+        const int span = round % 3 == 0 ? 20 : 200;
+        std::uniform_int_distribution<int> value(-span, span);
+        IntSet a, b;
+        std::set<int> refA, refB;
+        for (int step = 0; step < 40; ++step) {
+            IntSet& set = step % 2 ? a : b;
+            std::set<int>& ref = step % 2 ? refA : refB;
+            int first = value(rng);
+            if (step % 3 == 0) {
+                const int last = first + int(rng() % 6);
+                set.InsertRange(first, last);
+                for (int v = first; v <= last; ++v) {
+                    ref.insert(v);
+                }
+            } else {
+                set.Insert(first);
+                ref.insert(first);
+            }
+        }
+        std::vector<int> values;
+        a.GetValues(values);
+        ASSERT_EQ(values, std::vector<int>(refA.begin(), refA.end()));
+        ASSERT_EQ(a.Size(), refA.size());
+        for (int v = -span - 2; v <= span + 8; ++v) {
+            ASSERT_EQ(a.Has(v), refA.count(v) > 0);
+        }
+        ASSERT_EQ(a, IntSet(values));
+
+        std::vector<int> meet, rest;
+        std::set_intersection(refA.begin(), refA.end(), refB.begin(), refB.end(),
+                              std::back_inserter(meet));
+        std::set_difference(refA.begin(), refA.end(), refB.begin(), refB.end(),
+                            std::back_inserter(rest));
+        IntSet both = a;
+        both.Intersect(b);
+        ASSERT_EQ(both, IntSet(meet)) << "round " << round;
+        IntSet diff = a;
+        diff.Subtract(b);
+        ASSERT_EQ(diff, IntSet(rest)) << "round " << round;
+    }
+}
+
+TEST(IntSetIntvl, IntersectAndSubtractEdges) {
+    const IntSet low(std::vector<int>{1, 2, 3});
+    const IntSet high(std::vector<int>{10, 11});
+    const IntSet empty;
+    IntSet r = low;
+    r.Intersect(high);
+    EXPECT_TRUE(r.IsEmpty());
+    r = low;
+    r.Intersect(empty);
+    EXPECT_TRUE(r.IsEmpty());
+    r = low;
+    r.Subtract(high);
+    EXPECT_EQ(r, low);
+    r.Subtract(r);
+    EXPECT_TRUE(r.IsEmpty());
+    // One run of the subtrahend that spans two runs of the set.
+    IntSet runs(std::vector<int>{1, 2, 3, 5, 6, 7});
+    IntSet cut;
+    cut.InsertRange(2, 6);
+    runs.Subtract(cut);
+    EXPECT_EQ(runs.GetBounds(), (std::vector<int>{1, 1, 7, 7}));
+    EXPECT_EQ(runs.GetFirst(), 1);
+    EXPECT_EQ(runs.GetLast(), 7);
+}
+
+// ---------------------------------------------------------------------------------------------
+// BrelonRadixTrieMap
+
+using Trie = BrelonRadixTrieMap<int, int>;
+
+TEST(RadixTrie, LevelBoundaries) {
+    const std::pair<int64_t, int> levels[] = {
+        {0, 0},        {255, 0},       {256, 1},     {65535, 1}, {65536, 2},
+        {0xFFFFFF, 2}, {0x1000000, 3}, {INT_MAX, 3}, {-1, 3},    {INT_MIN, 3}};
+    for (const auto& [key, level] : levels) {
+        EXPECT_EQ(Trie::LevelOf(static_cast<int>(key)), level) << key;
+    }
+    Trie trie;
+    trie.Insert(0, 1);
+    trie.Insert(255, 2);
+    EXPECT_EQ(trie.NumNodes(), 1u); // one node serves keys 0 to 255
+    trie.Insert(256, 3);
+    EXPECT_EQ(trie.NumNodes(), 3u); // level 1: a root and a leaf
+    trie.Insert(1 << 24, 4);
+    EXPECT_EQ(trie.NumNodes(), 7u); // level 3: four nodes
+}
+
+TEST(RadixTrie, FindInsertAndPrefixes) {
+    Trie trie;
+    bool inserted = false;
+    EXPECT_EQ(trie.Insert(0x010203, 10, inserted), 0u);
+    EXPECT_TRUE(inserted);
+    EXPECT_EQ(trie.Insert(0x010203, 99, inserted), 0u); // an existing key keeps its pair
+    EXPECT_FALSE(inserted);
+    EXPECT_EQ(*trie.Find(0x010203), 10);
+    // Prefixes and keys that share nodes with the inserted key are absent.
+    for (int absent : {0x01, 0x0102, 0x010200, 0x010204, 0x01020300, 0x03, 0x0203}) {
+        EXPECT_EQ(trie.Find(absent), nullptr) << absent;
+        EXPECT_FALSE(trie.Has(absent));
+    }
+    trie[-5] = 7;
+    trie[0x010203] += 1;
+    EXPECT_EQ(trie.Size(), 2u);
+    EXPECT_EQ(*trie.Find(0x010203), 11);
+    const Trie copy = trie;
+    trie.Clear();
+    EXPECT_TRUE(trie.IsEmpty());
+    EXPECT_EQ(trie.Find(-5), nullptr);
+    EXPECT_EQ(*copy.Find(-5), 7);
+    EXPECT_EQ(copy.begin()->first, 0x010203);
+}
+
+TEST(RadixTrie, IteratesInUnsignedOrder) {
+    std::mt19937 rng(7);
+    Trie trie;
+    std::map<uint32_t, int> reference;
+    const int fixed[] = {0, 255, 256, 65535, 65536, 1 << 24, INT_MAX, -1, INT_MIN};
+    for (int i = 0; i < 5000; ++i) {
+        const int key = i < 9 ? fixed[i] : static_cast<int>(rng() >> (rng() % 32));
+        const int negated = i % 7 == 0 ? -key : key;
+        trie.Insert(negated, i);
+        reference.emplace(static_cast<uint32_t>(negated), i);
+    }
+    ASSERT_EQ(trie.Size(), reference.size());
+    auto expected = reference.begin();
+    for (const auto& pair : trie) {
+        ASSERT_EQ(static_cast<uint32_t>(pair.first), expected->first);
+        ASSERT_EQ(pair.second, expected->second);
+        ++expected;
+    }
+    EXPECT_EQ(expected, reference.end());
+    std::vector<int> visited;
+    trie.ForEach([&visited](int key, int&) { visited.push_back(key); });
+    ASSERT_EQ(visited.size(), reference.size());
+    EXPECT_EQ(visited.back(), -1); // negative keys come last
+}
+
+} // namespace
