@@ -5,3 +5,4 @@ target_sources(BrelonOnfEngine PRIVATE
     services/text/LineWriters.cpp
     services/text/ListFormat.cpp
     services/text/FileServices.cpp)
+onf_add_test(test_text_services tests/test_text_services.cpp)
