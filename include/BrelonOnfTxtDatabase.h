@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -96,6 +97,8 @@ public:
 protected:
     // Frees every integer and real list and makes slot 0 of both anew.
     void ReInitPools();
+    // The bundle handed to every block of this database.
+    OnfHelpers* GetBlockHelpers() const { return m_Helpers; }
 
 private:
     void InitPointers();
@@ -105,8 +108,10 @@ private:
     void MakeEmptyListSlots();
     OnfBlock* NewBlock(const QSV_DataDescriptor& descriptor, const std::string& format,
                        size_t numRecords);
-    void LoadBlockFromReader(OnfBlockTextReader& reader, size_t blockIndex, OnfBlock& block);
+    std::unique_ptr<OnfBlock> LoadReaderBlock(OnfBlockTextReader& reader, size_t blockIndex);
     void MergeBlocksByNumber(OnfBlockTextReader& reader);
+    void MergeGroup(OnfBlockTextReader& reader, const std::vector<size_t>& group);
+    void FreePointers();
 
     std::wstring m_FileName;
     std::wstring m_FilePath;
@@ -128,5 +133,4 @@ private:
     std::string m_Header;
     QSV_DatabaseDefs::AccessMode m_AccessMode;
     FILE* m_Stream = nullptr;
-    bool m_Initialized = false;
 };

@@ -127,8 +127,6 @@ public:
     void Clear();
     // The layout of item `item`; `item` must be below GetNumRecordItems().
     const RecordMapEntry& GetRecordMapEntry(size_t item) const { return m_RecMap[item]; }
-    // True when the format names the key itself (`I|...`, `S|...`).
-    bool HasKeyInFormat() const { return m_HasKeyInFormat; }
     // True when the record index is the id itself (the block has no id map).
     bool IsDirectIndexed() const { return m_DirectIndexed; }
 
@@ -275,6 +273,25 @@ private:
     static bool IsValueMandatory(char c);
     void WriteDescriptor(const QSV_DataDescriptor& descriptor, TextLinesWriter& writer) const;
     void WriteFormat(TextLinesWriter& writer) const;
+
+    struct LoadContext;
+    bool LoadRecord(LoadContext& context, const char* line);
+    size_t LoadRecordIndex(LoadContext& context, const char* keyText, int key);
+    bool LoadRecordItems(LoadContext& context, size_t index);
+    size_t LoadItem(LoadContext& context, size_t index, size_t item, char c, size_t rowItem,
+                    size_t token);
+    size_t LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
+                      size_t token);
+    void LoadString(LoadContext& context, unsigned char* where, size_t rowItem, const char* text);
+    size_t LoadReals(LoadContext& context, unsigned char* where, size_t count, size_t token);
+    size_t LoadList(LoadContext& context, unsigned char* where, char c);
+    void WriteRecordsInIdOrder(TextLinesWriter& writer) const;
+    void WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv, TextLinesWriter& writer,
+                   size_t& count) const;
+    QSV_IdMap& IdMapOf(QSV_IdType type) const;
+    unsigned char* PayloadPtr(size_t index, size_t bytes);
+    const unsigned char* PayloadPtr(size_t index, size_t bytes) const;
+    BrelonOnfIntListEntry* ListEntry(size_t listIndex) const;
 
     unsigned char* ItemPtr(size_t index, size_t item);
     const unsigned char* ItemPtr(size_t index, size_t item) const;

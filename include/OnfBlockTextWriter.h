@@ -35,6 +35,9 @@ public:
     // The count goes back to 0; the file keeps what was written.
     void ClearLines() override { m_NumLines = 0; }
     WriteMode GetWriteMode() const { return m_Mode; }
+    // Hands the stream's buffer to the system and fails as WriteLine does if that fails, so
+    // that an error the buffer has hidden so far (a full disk) is not lost at closing time.
+    void Flush();
 
 private:
     [[noreturn]] void ThrowWriteError() const;

@@ -1,0 +1,57 @@
+// The block set of typed file objects: blocks addressed by plain block number.
+#include "OnfBlockSet.h"
+
+#include "QSV_Failure.h"
+
+namespace {
+const char* const kTag = "|%P|BrelonOnfEngine|OnfBlockSet";
+} // namespace
+
+OnfBlockSet::OnfBlockSet() : BrelonOnfTxtDatabase(std::wstring()) {}
+
+OnfBlock& OnfBlockSet::AddEmptyBlock(QSV_OnfId id) {
+    return static_cast<OnfBlock&>(FetchDataBlock(QSV_DataDescriptor(id), size_t(0)));
+}
+
+OnfBlock& OnfBlockSet::GetBlock(QSV_OnfId id) {
+    return static_cast<OnfBlock&>(m_DataBlockSet.GetDataBlockInstance(QSV_DataDescriptor(id)));
+}
+
+const OnfBlock& OnfBlockSet::GetBlock(QSV_OnfId id) const {
+    return static_cast<const OnfBlock&>(
+        m_DataBlockSet.GetDataBlockInstance(QSV_DataDescriptor(id)));
+}
+
+bool OnfBlockSet::HasBlock(QSV_OnfId id) const {
+    return m_DataBlockSet.HasBlockInstance(QSV_DataDescriptor(id));
+}
+
+void OnfBlockSet::RemoveBlock(QSV_OnfId id) {
+    m_DataBlockSet.DeleteDataBlockInstance(QSV_DataDescriptor(id));
+}
+
+OnfHelpers* OnfBlockSet::GetHelpers() {
+    return GetBlockHelpers();
+}
+
+OnfObject OnfBlockSet::GetOnfObject(QSV_OnfId block, int id) {
+    OnfBlock& onfBlock = GetBlock(block);
+    const long long index = onfBlock.GetRecordIdx(id);
+    if (index < 0) {
+        onf_detail::ThrowFailure("155856310811", kTag,
+                                 "The item with id %d was not located in block %d.", id,
+                                 static_cast<int>(block));
+    }
+    return OnfObject{&onfBlock, static_cast<size_t>(index)};
+}
+
+OnfConstObject OnfBlockSet::GetConstObject(QSV_OnfId block, int id) const {
+    const OnfBlock& onfBlock = GetBlock(block);
+    const long long index = onfBlock.GetRecordIdx(id);
+    if (index < 0) {
+        onf_detail::ThrowFailure("155455310811", kTag,
+                                 "The item with id %d was not located in block %d.", id,
+                                 static_cast<int>(block));
+    }
+    return OnfConstObject{&onfBlock, static_cast<size_t>(index)};
+}

@@ -1,0 +1,539 @@
+// OnfBlock as text: the record grammar read by LoadBlock and written by WriteBlock.
+//
+// A record occupies one or more lines of comma-separated tokens. Token 0 of its first line is
+// the key; tokens are then taken in format order. The only continuation rule: when the tokens
+// of a line are used up in front of a mandatory (upper-case) item, the next line goes on.
+// Optional (lower-case) items are taken only while tokens remain, vectors and tensors never
+// span lines, lists start on a line of their own, and tokens behind the format's end are
+// ignored. The writer writes the same grammar: at most ten values a line, `b` ends a line, and
+// values behind an optional item start a fresh line, so the reader finds them again.
+#include "OnfBlock.h"
+
+#include "BrelonLineInput.h"
+#include "BrelonOnfIdMap.h"
+#include "BrelonOnfTxtDatabase.h"
+#include "BrelonTextServices.h"
+#include "OnfBlockTextWriter.h"
+#include "OnfConstants.h"
+#include "QSV_DataDescriptor.h"
+#include "QSV_Failure.h"
+#include "QSV_IdMap.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
+
+// Keys of a block without id map are record indices, so a key makes the block allocate that many
+// record slots. A file cannot name a key far beyond its size without this bound making a block of
+// gigabytes out of a few bytes: the bound admits every key below this floor and below sixteen
+// times the declared record count, which leaves room for sparse numbering.
+constexpr size_t kDirectIndexFloor = size_t(1) << 16;
+constexpr size_t kDirectIndexFactor = 16;
+
+// The engine's integer reading of keys and integer items: optional sign, then digits up to the
+// first other byte, in 32-bit wrap-around arithmetic (unsigned, so that no overflow is undefined).
+// No whitespace is skipped and no digit gives 0; IsValueInvalid judges the text separately.
+int ParseInt(const char* text) {
+    uint32_t value = 0;
+    bool negative = false;
+    if (*text == '+' || *text == '-') {
+        negative = *text == '-';
+        ++text;
+    }
+    for (unsigned digit = static_cast<unsigned char>(*text) - '0'; digit < 10;
+         digit = static_cast<unsigned char>(*text) - '0') {
+        value = value * 10u + digit;
+        ++text;
+    }
+    if (negative) {
+        value = 0u - value;
+    }
+    int result;
+    std::memcpy(&result, &value, sizeof result);
+    return result;
+}
+
+template <typename T>
+void StoreValue(unsigned char* where, T value) {
+    std::memcpy(where, &value, sizeof value);
+}
+
+template <typename T>
+T LoadValue(const unsigned char* where) {
+    T value;
+    std::memcpy(&value, where, sizeof value);
+    return value;
+}
+
+const std::vector<int> kNoInts;
+const std::vector<double> kNoReals;
+} // namespace
+
+// What one LoadBlock call carries from line to line.
+struct OnfBlock::LoadContext {
+    TextLinesProvider& lines;
+    TextLineSplitter& splitter;
+    const QSV_OnfMetaData* row = nullptr;
+    std::vector<size_t> counters = std::vector<size_t>(4, 0);
+    bool anyInvalid = false;
+    size_t numLines = 0;
+
+    LoadContext(TextLinesProvider& l, TextLineSplitter& s) : lines(l), splitter(s) {}
+    size_t NumTokens() const { return splitter.GetNumTokens(); }
+    // An absent token reads as the empty text (an empty line has no token 0).
+    const char* Token(size_t i) const { return i < NumTokens() ? splitter.GetToken(i) : ""; }
+    void Split(const char* line) {
+        splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+    }
+    std::string FileUtf8() const {
+        return BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
+    }
+};
+
+bool OnfBlock::IsValueMandatory(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+
+bool OnfBlock::IsValueInvalid(const char* text, BlockDataType type, std::vector<size_t>& counters) {
+    switch (type) {
+    case BDT_INTEGER:
+    case BDT_OPT_INTEGER:
+        if (!BrelonFormatUtil::is_int(text)) {
+            ++counters[BrelonFormatUtil::NVS_INVALID];
+            return true;
+        }
+        return false;
+    case BDT_REAL:
+    case BDT_FLOAT:
+    case BDT_VECTOR:
+    case BDT_TENSOR:
+    case BDT_OPT_REAL: {
+        const NumericValueState state = BrelonFormatUtil::is_valid_double(text, std::strlen(text));
+        if (state == BrelonFormatUtil::NVS_VALID ||
+            (state == BrelonFormatUtil::NVS_INVALID && BrelonFormatUtil::is_int(text))) {
+            return false;
+        }
+        ++counters[static_cast<size_t>(state) < counters.size() ? state : 1];
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+void OnfBlock::LoadBlock(TextLinesProvider& lines) {
+    lines.Rewind();
+    LoadContext context(lines, m_Helpers.m_Splitter);
+    if (QSV_OnfInfoPool::ExistsOnfBlock(m_BlockId)) {
+        context.row = &QSV_OnfInfoPool::GetOnfInfo(m_BlockId);
+    }
+    for (const char* line = lines.ExtractLine(); line != nullptr; line = lines.ExtractLine()) {
+        if (!LoadRecord(context, line)) {
+            return; // reported; the block stays as far as it got
+        }
+    }
+    if (context.anyInvalid) {
+        QSV_LOG(LOG_ERROR, kTag, "Invalid numeric value(s) encountered while loading ONF-Block %d.",
+                static_cast<int>(m_BlockId));
+        QSV_LOG(LOG_DETAIL, kTag, "NaN     values encountered: %Iu.", context.counters[3]);
+        QSV_LOG(LOG_DETAIL, kTag, "Inf     values encountered: %Iu.", context.counters[2]);
+        QSV_LOG(LOG_DETAIL, kTag, "Invalid values encountered: %Iu.", context.counters[1]);
+    }
+    if (GetNumRecords() == m_NumExpectedRecords) {
+        UpdateIdIntLists();
+    } else {
+        QSV_LOG(LOG_ERROR, kTag,
+                "A format error was encountered while reading the ONF-file:\n\"%s\"\n--> the "
+                "ONF-block %d being decoded does not match the specification!",
+                context.FileUtf8().c_str(), static_cast<int>(m_BlockId));
+    }
+}
+
+bool OnfBlock::LoadRecord(LoadContext& context, const char* line) {
+    ++context.numLines;
+    if (m_DirectIndexed && context.numLines > m_NumExpectedRecords) {
+        onf_detail::ThrowFailure(
+            "270312164733", kTag,
+            "Error in ONF-file %s, block %d:\nLine %Iu is outside of the expected range for the "
+            "block.\nThe block is expected to contain %Iu records, but it\nactually contains more "
+            "records/items!",
+            context.FileUtf8().c_str(), static_cast<int>(m_BlockId), context.lines.GetCurrentIdx(),
+            m_NumExpectedRecords);
+    }
+    context.Split(line);
+    const char* keyText = context.Token(0);
+    const int key = ParseInt(keyText);
+    const size_t index = LoadRecordIndex(context, keyText, key);
+    FetchRecord(index);
+    int* idField = GetRecordIdPtr(index);
+    if (*idField == key) {
+        QSV_LOG(LOG_ERROR, kTag,
+                "An error was encountered while reading the ONF-file:\n\"%s\"\n--> ONF-block %d "
+                "contains more than one record with id = %d.",
+                context.FileUtf8().c_str(), static_cast<int>(m_BlockId), key);
+        return false;
+    }
+    *idField = key;
+    return LoadRecordItems(context, index);
+}
+
+size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int key) {
+    if (m_DirectIndexed || m_IdMap == nullptr) {
+        // A negative key becomes a huge index and is refused by the bound as well.
+        const size_t index = static_cast<size_t>(static_cast<long long>(key));
+        const size_t limit = std::max(kDirectIndexFloor, kDirectIndexFactor * m_NumExpectedRecords);
+        if (index >= limit) {
+            onf_detail::ThrowFailure(
+                nullptr, kTag,
+                "Error in ONF-file %s, block %d:\nThe record id %d in line %Iu cannot serve as a "
+                "record index.\nThe ids of this block must lie between 0 and %Iu.",
+                context.FileUtf8().c_str(), static_cast<int>(m_BlockId), key,
+                context.lines.GetCurrentIdx(), limit - 1);
+        }
+        return index;
+    }
+    // An integer key goes through the integer side of the id map and a name key through its
+    // names. A format that starts with neither `I` nor `S` says nothing about its key, so the
+    // kind of the block's id space decides; that keeps integer ids out of the name side.
+    const std::string& format = GetBlockFormatString();
+    const char first = format.empty() ? '\0' : format[0];
+    const bool byName =
+        first == 'S' || (first != 'I' && QSV_ID_TYPE_INFO[m_BlockIdType].keyKind != 0);
+    if (byName) {
+        return m_IdMap->FetchIdx(std::string(keyText));
+    }
+    return FetchIndex(key);
+}
+
+bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
+    const std::string& format = GetBlockFormatString();
+    size_t token = 1;
+    size_t item = 1;
+    size_t skipped = 0;
+    for (size_t pos = m_HasKeyInFormat ? 1 : 0; pos < format.size(); ++pos) {
+        const char c = format[pos];
+        if (c == 'b' || c == '|') {
+            ++skipped;
+            continue;
+        }
+        if (item >= m_NumItems) {
+            break; // a format longer than its items: nothing left to store into
+        }
+        if (token >= context.NumTokens() && IsValueMandatory(c)) {
+            const char* line = context.lines.ExtractLine();
+            if (line == nullptr) {
+                QSV_LOG(LOG_ERROR, kTag,
+                        "A format syntax error was encountered while reading the "
+                        "ONF-file:\n\"%s\"\n--> the lines defining ONF-block %d are depleted "
+                        "prematurely at line %Iu.",
+                        context.FileUtf8().c_str(), static_cast<int>(m_BlockId),
+                        context.lines.GetCurrentIdx() + 1);
+                return false;
+            }
+            context.Split(line);
+            token = 0;
+        }
+        token = LoadItem(context, index, item, c, pos - skipped, token);
+        ++item;
+    }
+    return true;
+}
+
+size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char c, size_t rowItem,
+                          size_t token) {
+    unsigned char* where = ItemPtr(index, item);
+    const BlockDataType type = m_RecMap[item].m_Type;
+    switch (c) {
+    case 'i':
+    case 'r':
+    case 'f':
+        if (token >= context.NumTokens()) {
+            return token + 1;
+        }
+        return LoadScalar(context, where, type, c, token);
+    case 'I':
+    case 'R':
+    case 'F':
+        return LoadScalar(context, where, type, c, token);
+    case 'S':
+        LoadString(context, where, rowItem, context.Token(token));
+        return token + 1;
+    case 'V':
+    case 'T':
+        return LoadReals(context, where, c == 'V' ? 3 : 6, token);
+    case 'L':
+    case 'O':
+    case 'D':
+        return LoadList(context, where, c);
+    default:
+        return token + 1;
+    }
+}
+
+size_t OnfBlock::LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
+                            size_t token) {
+    const char* text = context.Token(token);
+    if (c == 'I' || c == 'i') {
+        StoreValue(where, ParseInt(text));
+    } else if (c == 'R' || c == 'r') {
+        StoreValue(where, BrelonFormatUtil::str_to_double(text, nullptr));
+    } else {
+        StoreValue(where, static_cast<float>(BrelonFormatUtil::str_to_double(text, nullptr)));
+    }
+    context.anyInvalid |= IsValueInvalid(text, type, context.counters);
+    return token + 1;
+}
+
+void OnfBlock::LoadString(LoadContext& context, unsigned char* where, size_t rowItem,
+                          const char* text) {
+    // The id type comes from the catalogue row by format position without layout marks. In a
+    // format without key that is one below the item number: such a string takes the id type of
+    // the item in front of it. Files depend on this, so it stays.
+    QSV_IdType idType = ID_NONE;
+    if (context.row != nullptr && rowItem < context.row->m_NumItems) {
+        idType = context.row->m_ItemIdTypes[rowItem];
+    }
+    if (idType == ID_NONE) {
+        StoreValue(where, static_cast<int32_t>(m_Helpers.m_StringsPool.AddString(text)));
+    } else {
+        const size_t mapIndex = IdMapOf(idType).FetchIdx(std::string(text));
+        StoreValue(where, static_cast<int32_t>(mapIndex));
+    }
+}
+
+size_t OnfBlock::LoadReals(LoadContext& context, unsigned char* where, size_t count, size_t token) {
+    if (context.NumTokens() < token + count) {
+        if (count == 6) {
+            onf_detail::ThrowFailure(
+                "101217102547", kTag,
+                "Error in ONF-file \"%s\", line %Iu (in ONF data block %d):\nA tensor with 6 "
+                "components is expected, but some values are missing!",
+                context.FileUtf8().c_str(), context.lines.GetCurrentIdx(),
+                static_cast<int>(m_BlockId));
+        }
+        onf_detail::ThrowFailure(
+            "221112190655", kTag,
+            "Error in ONF-file \"%s\", line %Iu (in ONF data block %d):\nA vector with 3 "
+            "components is expected, but some values are missing!",
+            context.FileUtf8().c_str(), context.lines.GetCurrentIdx(), static_cast<int>(m_BlockId));
+    }
+    const BlockDataType type = count == 6 ? BDT_TENSOR : BDT_VECTOR;
+    for (size_t k = 0; k < count; ++k) {
+        const char* text = context.Token(token + k);
+        StoreValue(where + k * sizeof(double), BrelonFormatUtil::str_to_double(text, nullptr));
+        context.anyInvalid |= IsValueInvalid(text, type, context.counters);
+    }
+    return token + count;
+}
+
+size_t OnfBlock::LoadList(LoadContext& context, unsigned char* where, char c) {
+    // The rest of the line counts as used up: whatever follows a list starts on a new line. The
+    // larger of the two counts makes sure of that also when the list ran over several lines.
+    const size_t tokensBefore = context.NumTokens();
+    if (c == 'D') {
+        auto values = std::make_unique<std::vector<double>>();
+        StoreValue(where, static_cast<int32_t>(m_Helpers.m_RealLists.size()));
+        QSV_ListFormatUtil::read_onf_real_list(context.lines, *values, context.splitter);
+        m_Helpers.m_RealLists.push_back(values.get());
+        values.release();
+    } else {
+        auto values = std::make_unique<std::vector<int>>();
+        StoreValue(where, static_cast<int32_t>(m_Helpers.m_IntLists.size()));
+        QSV_ListFormatUtil::read_onf_int_list(context.lines, *values, context.splitter);
+        if (c == 'O') {
+            QSV_ListFormatUtil::sort_remove_duplicates(*values);
+        }
+        m_Helpers.m_IntLists.emplace_back(std::move(values), nullptr);
+    }
+    return std::max(tokensBefore, context.NumTokens()) + 1;
+}
+
+// ---- Writing ----------------------------------------------------------------------------------
+
+void OnfBlock::WriteBlock(TextLinesWriter& writer) const {
+    const bool custom = m_BlockId < 0;
+    const std::string number = custom ? std::string(ONF_NON_ONF) : std::to_string(m_BlockId);
+    const std::string name = custom ? std::string(ONF_CUSTOM_BLOCK_NAME)
+                                    : QSV_OnfInfoPool::GetOnfInfo(m_BlockId).GetBlockName();
+    writer.WriteLine(ONF_COMMENT_MARK);
+    writer.WriteLine(std::string(ONF_COMMENT_MARK) + " DATA BLOCK " + number + ": " + name);
+    writer.WriteLine(ONF_COMMENT_MARK);
+    if (!m_UserHeader.empty()) {
+        writer.WriteLine(std::string(ONF_COMMENT_MARK) + " " + m_UserHeader);
+        writer.WriteLine(ONF_COMMENT_MARK);
+    }
+    writer.WriteLine(ONF_BLOCK_MARKER);
+    if (GetDescriptor().GetMask() != 2u) {
+        WriteDescriptor(GetDescriptor(), writer);
+    }
+    if (custom) {
+        WriteFormat(writer);
+    }
+    writer.WriteLine("   " + number);
+    writer.WriteLine(std::to_string(GetNumRecords()));
+    WriteRecordsInIdOrder(writer);
+    writer.WriteLine(ONF_BLOCK_MARKER);
+}
+
+void OnfBlock::WriteRecordsInIdOrder(TextLinesWriter& writer) const {
+    BrelonRadixTrieMap<int, size_t> order;
+    const size_t numSlots = m_Records.NumRecords();
+    order.Reserve(numSlots);
+    for (size_t index = 0; index < numSlots; ++index) {
+        const int id = GetId(index);
+        if (id != ID_UNSET) {
+            order.Insert(id, index);
+        }
+    }
+    for (const auto& pair : order) {
+        WriteRecord(pair.second, writer);
+    }
+    // A format that does not end in `b` leaves its last values in the shared line builder, where
+    // they open the next record's line. At the end of the block they go out, so that nothing
+    // is lost and nothing runs into another block.
+    CsvLineWriter& line = m_Helpers.m_CsvWriter;
+    if (!line.IsEmpty()) {
+        writer.WriteLine(line.GetLine());
+        line.Clear();
+    }
+}
+
+void OnfBlock::WriteDescriptor(const QSV_DataDescriptor& descriptor,
+                               TextLinesWriter& writer) const {
+    writer.WriteLine(ONF_DESCRIPTOR_MARKER);
+    char buffer[256];
+    for (int item = 0; item < QSV_DataDescriptor::NUM_ITEMS; ++item) {
+        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(item);
+        if (index == QSV_DataDescriptor::RI_ONF_ID || !descriptor.IsSet(index)) {
+            continue;
+        }
+        const QSV_DataDescriptor::NameAndType& row = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[item];
+        if (row.type == QSV_DataDescriptor::ITEM_TYPE_INTEGER) {
+            snprintf(buffer, sizeof buffer, "%s=%d", row.name, descriptor.GetInteger(index));
+        } else if (row.type == QSV_DataDescriptor::ITEM_TYPE_STRING) {
+            snprintf(buffer, sizeof buffer, "%s=%s", row.name, descriptor.GetString(index).c_str());
+        } else {
+            snprintf(buffer, sizeof buffer, "%s=", row.name);
+        }
+        writer.WriteLine(buffer);
+    }
+    writer.WriteLine(ONF_DESCRIPTOR_MARKER);
+}
+
+void OnfBlock::WriteFormat(TextLinesWriter& writer) const {
+    char buffer[256];
+    snprintf(buffer, sizeof buffer, "FORMAT=%s", GetBlockFormatString().c_str());
+    writer.WriteLine(ONF_FORMAT_MARKER);
+    writer.WriteLine(buffer);
+    writer.WriteLine(ONF_FORMAT_MARKER);
+}
+
+namespace {
+// The record line under construction and its value count.
+struct RecordLine {
+    CsvLineWriter& csv;
+    TextLinesWriter& writer;
+    size_t count = 0;
+
+    void Flush() {
+        writer.WriteLine(csv.GetLine());
+        csv.Clear();
+        count = 0;
+    }
+};
+} // namespace
+
+void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
+    RecordLine line{m_Helpers.m_CsvWriter, writer};
+    const std::string& format = GetBlockFormatString();
+    size_t item = 0;
+    if (!m_HasKeyInFormat) {
+        line.csv.AppendValue(GetId(index));
+        line.count = 1;
+        item = 1;
+    }
+    for (size_t pos = 0; pos < format.size(); ++pos) {
+        if (line.count > 0 && line.count % 10 == 0) {
+            line.Flush();
+        }
+        const char c = format[pos];
+        if (c == 'b') {
+            const char before = pos > 0 ? format[pos - 1] : '\0';
+            if (before != 'L' && before != 'O' && line.count != 0) {
+                line.Flush();
+            }
+            continue;
+        }
+        if (c == '|') {
+            continue;
+        }
+        if (item >= m_NumItems) {
+            break;
+        }
+        WriteItem(index, item, c, line.csv, writer, line.count);
+        const bool optional = c == 'i' || c == 'f' || c == 'r';
+        if (optional && pos + 1 < format.size() && IsValueMandatory(format[pos + 1])) {
+            line.Flush();
+        }
+        ++item;
+    }
+}
+
+void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
+                         TextLinesWriter& writer, size_t& count) const {
+    const unsigned char* where = ItemPtr(index, item);
+    switch (c) {
+    case 'I':
+    case 'i':
+        csv.AppendValue(LoadValue<int32_t>(where));
+        ++count;
+        break;
+    case 'F':
+    case 'f':
+        csv.AppendValue(static_cast<double>(LoadValue<float>(where)));
+        ++count;
+        break;
+    case 'R':
+    case 'r':
+        csv.AppendValue(LoadValue<double>(where));
+        ++count;
+        break;
+    case 'S':
+        csv.AppendValue(GetString(index, static_cast<Item>(item)));
+        ++count;
+        break;
+    case 'V':
+    case 'T': {
+        const size_t n = c == 'V' ? 3 : 6;
+        for (size_t k = 0; k < n; ++k) {
+            csv.AppendValue(LoadValue<double>(where + k * sizeof(double)));
+        }
+        count += n;
+        break;
+    }
+    case 'L':
+    case 'O':
+        QSV_ListFormatUtil::write_onf_int_list(GetIntList(index, static_cast<Item>(item)),
+                                               c == 'O' ? 1 : 2, writer, m_Helpers.m_LineFormatter);
+        count = 0;
+        break;
+    case 'D':
+        QSV_ListFormatUtil::write_onf_real_list(GetRealList(index, static_cast<Item>(item)), writer,
+                                                m_Helpers.m_LineFormatter);
+        count = 0;
+        break;
+    default:
+        break;
+    }
+}
+
+void OnfBlock::SaveData() const {
+    OnfBlockTextWriter* writer = m_Database.GetActiveWriter();
+    if (writer != nullptr) {
+        WriteBlock(*writer);
+    }
+}
