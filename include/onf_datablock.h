@@ -205,8 +205,10 @@ public:
     // items pass through; a block that runs out of lines throws.
     void LoadFrom(TextLinesProvider& lines, TextLineSplitter& splitter);
 
-    // Stream route, used by the block's >>: appends one read item, keeping the count.
-    void AppendRead(std::istream& is);
+    // Stream route, used by the entry's >>: reads one item and appends it, keeping the count.
+    // On a stream that had failed before, an item that reads on quietly has read nothing: it is
+    // not kept, and the result is false.
+    bool AppendRead(std::istream& is);
     // Sets the count to the items actually held (after a read that stopped early).
     void SyncCount() { m_Count = static_cast<int>(m_Items.size()); }
 
@@ -340,10 +342,15 @@ void ONFOptDataBlockEntry<T>::LoadFrom(TextLinesProvider& lines, TextLineSplitte
 }
 
 template <class T>
-void ONFOptDataBlockEntry<T>::AppendRead(std::istream& is) {
+bool ONFOptDataBlockEntry<T>::AppendRead(std::istream& is) {
+    const bool failedBefore = is.fail();
     m_Items.emplace_back();
     is >> m_Items.back();
+    if (failedBefore) {
+        m_Items.pop_back();
+    }
     SyncCount();
+    return !failedBefore;
 }
 
 template <class T>
@@ -360,11 +367,9 @@ std::istream& operator>>(std::istream& is, ONFOptDataBlockEntry<T>& entry) {
     // Items are appended as they are read rather than sized up front, so that a count far
     // beyond the input allocates nothing. Once the stream has failed, one more item is tried:
     // numeric items throw at their separator then; an item that reads on quietly (a title)
-    // would read nothing more, so the entry stops there and its count follows its items.
+    // reads nothing more, so the entry stops there and its count follows its items.
     for (int k = 0; k < count; ++k) {
-        const bool failedBefore = is.fail();
-        entry.AppendRead(is);
-        if (failedBefore) {
+        if (!entry.AppendRead(is)) {
             break;
         }
     }
@@ -426,6 +431,7 @@ void ONFOptDataBlock<T>::ReadFrom(std::istream& is) {
                                               m_Entries.size());
         }
         if (failedBefore) {
+            m_Entries.pop_back(); // read nothing
             break;
         }
     }
@@ -493,10 +499,10 @@ void ONFDataBlock<T>::ReadFrom(std::istream& is) {
             onf_detail::ThrowBlockItemFailure(cause, "161509150210", onf_detail::TAG_DATA_BLOCK,
                                               m_Items.size() + 1);
         }
-        AddItem(std::move(item));
         if (failedBefore) {
-            break;
+            break; // read nothing
         }
+        AddItem(std::move(item));
     }
 }
 

@@ -5,3 +5,5 @@ target_sources(BrelonOnfEngine PRIVATE
     src/onf_list.cpp
     src/onf_datablock.cpp
     src/ONFOptResultFile.cpp)
+onf_add_test(test_stream tests/test_stream_list.cpp tests/test_stream_blocks.cpp
+    tests/test_stream_file.cpp)

@@ -1,0 +1,32 @@
+// Helpers shared by the stream-format tests.
+#pragma once
+
+#include "QSV_Failure.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace onf_stream_test {
+
+// Runs `action` and returns the QSV_Failure it throws; records a test failure if none comes.
+template <class Action>
+QSV_Failure CatchFailure(Action&& action) {
+    try {
+        action();
+    } catch (const QSV_Failure& failure) {
+        return failure;
+    }
+    ADD_FAILURE() << "expected a QSV_Failure";
+    return QSV_Failure("", "");
+}
+
+// Checks identifier, log tag and message of a failure word for word.
+inline void ExpectFailure(const QSV_Failure& failure, const std::string& id,
+                          const std::string& tagClass, const std::string& message) {
+    EXPECT_EQ(failure.GetId(), id);
+    EXPECT_EQ(failure.GetLogTag(), "|%P|BrelonOnfEngine|" + tagClass);
+    EXPECT_EQ(failure.GetMessage(), message);
+}
+
+} // namespace onf_stream_test
