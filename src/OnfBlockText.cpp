@@ -166,7 +166,7 @@ bool OnfBlock::LoadRecord(LoadContext& context, const char* line) {
     }
     context.Split(line);
     const char* keyText = context.Token(0);
-    const int key = ParseInt(keyText);
+    int key = ParseInt(keyText);
     const size_t index = LoadRecordIndex(context, keyText, key);
     FetchRecord(index);
     int* idField = GetRecordIdPtr(index);
@@ -181,7 +181,7 @@ bool OnfBlock::LoadRecord(LoadContext& context, const char* line) {
     return LoadRecordItems(context, index);
 }
 
-size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int key) {
+size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int& key) {
     if (m_DirectIndexed || m_IdMap == nullptr) {
         // A negative key becomes a huge index and is refused by the bound as well.
         const size_t index = static_cast<size_t>(static_cast<long long>(key));
@@ -204,7 +204,12 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int 
     const bool byName =
         first == 'S' || (first != 'I' && QSV_ID_TYPE_INFO[m_BlockIdType].keyKind != 0);
     if (byName) {
-        return m_IdMap->FetchIdx(std::string(keyText));
+        // A name key keeps the name's index in its id field, as records set through the
+        // abstract interface do: the number the name reads as (0 for most names) would make
+        // all records of the block look alike to the writer, which orders them by id.
+        const size_t index = m_IdMap->FetchIdx(std::string(keyText));
+        key = static_cast<int>(index);
+        return index;
     }
     return FetchIndex(key);
 }

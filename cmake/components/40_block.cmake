@@ -1,0 +1,5 @@
+# The block store: record layout, record access, block text in and out, and the block set.
+target_sources(BrelonOnfEngine PRIVATE
+    src/OnfBlock.cpp
+    src/OnfBlockText.cpp
+    src/OnfBlockSet.cpp)

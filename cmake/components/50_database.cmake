@@ -1,0 +1,4 @@
+# The text database and its line sink.
+target_sources(BrelonOnfEngine PRIVATE
+    src/OnfBlockTextWriter.cpp
+    src/BrelonOnfTxtDatabase.cpp)
