@@ -290,6 +290,8 @@ std::string FloatingPointFormatter::ToString(double value) const {
     return std::string(buffer, Format(value, buffer));
 }
 
+// The common case, a plain decimal text, goes straight to std::from_chars, whose grammar for it is
+// the one described on the declaration; infinities, NaNs and out-of-range values take the scanner.
 double BrelonFormatUtil::str_to_double(const char* text, const char** end) {
     if (text == nullptr) {
         if (end != nullptr) {
@@ -297,7 +299,23 @@ double BrelonFormatUtil::str_to_double(const char* text, const char** end) {
         }
         return 0.0;
     }
-    ScannedNumber number = ScanNumber(text, text + std::strlen(text), true);
+    const char* textEnd = text + std::strlen(text);
+    const char* p = text;
+    while (IsSpace(*p)) {
+        ++p;
+    }
+    const char* digits = (*p == '-' || *p == '+') ? p + 1 : p;
+    if (IsDigit(*digits) || *digits == '.') {
+        double value = 0.0;
+        std::from_chars_result result = std::from_chars(digits, textEnd, value);
+        if (result.ec == std::errc()) {
+            if (end != nullptr) {
+                *end = result.ptr;
+            }
+            return *p == '-' ? -value : value;
+        }
+    }
+    ScannedNumber number = ScanNumber(p, textEnd, false);
     if (end != nullptr) {
         *end = number.shape == SHAPE_NONE ? text : number.end;
     }
