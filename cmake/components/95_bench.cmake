@@ -1,0 +1,18 @@
+# Benchmarks: the model generator and one Google Benchmark program holding the baselines (and,
+# as they come, the engine's benchmarks of the same tasks, named "Engine/<Task>").
+if(NOT ONF_BUILD_BENCH)
+    return()
+endif()
+find_package(benchmark REQUIRED)
+
+# The model, its best-case writer and parser: shared by the generator and the benchmarks.
+add_library(onf_bench_model STATIC bench/bench_model.cpp)
+target_link_libraries(onf_bench_model PUBLIC BrelonOnfEngine)
+target_include_directories(onf_bench_model PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/bench)
+
+add_executable(onf_generate_model bench/generate_model.cpp)
+target_link_libraries(onf_generate_model PRIVATE onf_bench_model)
+
+# Engine benchmarks join by adding their source here.
+add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp)
+target_link_libraries(onf_benchmarks PRIVATE onf_bench_model benchmark::benchmark)
