@@ -185,6 +185,8 @@ public:
     // 4-byte id field), and its size in bytes; both 0 past the last item.
     size_t GetItemBufferOffset(size_t item) const;
     size_t GetItemSize(size_t item) const;
+    // Bytes from the start of the record (the id field counts) to item `item`; 0 past the end.
+    size_t GetItemRecordOffset(size_t item) const;
     // True when the format names the key itself (a bar anywhere in it).
     bool HasKeyInFormat() const { return m_KeyInFormat; }
 
@@ -230,7 +232,8 @@ class QSV_ConstDataRecord {
 public:
     explicit QSV_ConstDataRecord(const QSV_DataBlock& block);
     QSV_ConstDataRecord(const QSV_ConstDataRecord& other);
-    // Copies the bytes; both views must have the same buffer size, else a failure.
+    // Copies the bytes and keeps its own block; both views must have the same buffer size, else
+    // a failure.
     QSV_ConstDataRecord& operator=(const QSV_ConstDataRecord& other);
     virtual ~QSV_ConstDataRecord();
 
@@ -274,7 +277,8 @@ class QSV_DataRecord : public QSV_ConstDataRecord {
 public:
     explicit QSV_DataRecord(QSV_DataBlock& block);
     QSV_DataRecord(const QSV_DataRecord& other) = default;
-    QSV_DataRecord& operator=(const QSV_DataRecord& other) = default;
+    // Copies the bytes, as the base does; the view stays on its own block.
+    QSV_DataRecord& operator=(const QSV_DataRecord& other);
 
     // Stores the value as given, into an item of 4 bytes (integer, handle or reference).
     void SetInteger(size_t item, int value);
@@ -400,6 +404,8 @@ protected:
     // The index of the record keyed `id`, or -1.
     long long FindIndex(int id) const;
     int IndexToId(QSV_IdType type, int index) const;
+    void ReadItem(size_t item, QSV_ConstIdDataRecord& record) const;
+    void ReadIntList(int listIndex, QSV_IdType idType, std::vector<int>& values) const;
 
     const QSV_DataBlock& m_ConstBlock;
     const QSV_IdMapsPool& m_ConstPool;
@@ -431,11 +437,13 @@ private:
     size_t NameToIndex(QSV_IdType type, const std::string& name);
     void StoreAt(size_t index, const QSV_ConstIdDataRecord& record);
     void StoreItem(size_t item, const QSV_ConstIdDataRecord& record);
+    int StoreIntList(QSV_IdType idType, const std::vector<int>& values);
 
     QSV_DataBlock& m_Block;
     QSV_IdMapsPool& m_Pool;
     bool m_CreateIds;
     QSV_DataRecord m_WriteView;
+    std::vector<int> m_Scratch;
 };
 
 // The blocks of one database, ordered by descriptor (ascending operator<), owned.

@@ -1,0 +1,557 @@
+// The block database contract: record layout from format texts, record views, the block set and
+// patterns, and copies between two databases whose id maps give different indices. A small
+// in-memory block and database stand in for the text database; they follow its index face:
+// integer items with an id space come out as indices, go in as ids, lists hold indices.
+#include "BrelonOnfIdMap.h"
+#include "QSV_Database.h"
+#include "QSV_Groups.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+
+namespace {
+
+using D = QSV_DataDescriptor;
+
+const char* const TAG_BLOCK_SET = "|%P|BrelonDbConnector|QSV_DataBlockSet";
+
+// Runs `action`, which must fail with exactly this message and tag and no identifier.
+template <typename F>
+void ExpectFailure(F&& action, const std::string& message, const std::string& tag) {
+    try {
+        action();
+        ADD_FAILURE() << "no failure, expected: " << message;
+    } catch (const QSV_Failure& failure) {
+        EXPECT_EQ(failure.GetMessage(), message);
+        EXPECT_EQ(failure.GetLogTag(), tag);
+        EXPECT_EQ(failure.GetId(), "");
+    }
+}
+
+class MemBlock : public QSV_DataBlock {
+public:
+    MemBlock(const D& d, QSV_IdMapsPool& pool, std::vector<int>* saved = nullptr)
+        : QSV_DataBlock(d), m_Pool(pool), m_Saved(saved) {}
+    MemBlock(const D& d, const char* format, QSV_IdMapsPool& pool,
+             std::vector<int>* saved = nullptr)
+        : QSV_DataBlock(d, format), m_Pool(pool), m_Saved(saved) {}
+    ~MemBlock() override { ++s_Destroyed; }
+
+    bool HasRecord(size_t i) const override { return i < m_Ids.size() && m_Ids[i] != -1; }
+    void SetRecord(size_t i, const QSV_DataRecord& record) override {
+        if (i >= m_Ids.size()) {
+            m_Ids.resize(i + 1, -1);
+            m_Data.resize(i + 1);
+        }
+        const bool mapped = m_BlockIdType < ID_NONE && QSV_ID_TYPE_INFO[m_BlockIdType].keyKind == 0;
+        m_Ids[i] = mapped ? m_Pool.GetIdMap(m_BlockIdType).GetId(i) : static_cast<int>(i);
+        m_Data[i].assign(record.GetBuffer(), record.GetBuffer() + record.GetBufferSize());
+    }
+    void GetRecord(size_t i, QSV_ConstDataRecord& record) const override {
+        std::memcpy(record.GetBuffer(), m_Data[i].data(), m_Data[i].size());
+        for (size_t item = 1; item < GetNumItems(); ++item) {
+            const QSV_IdType t = GetItemIdType(item);
+            if (GetItemType(item) == BDT_INTEGER && t < ID_NONE &&
+                QSV_ID_TYPE_INFO[t].keyKind == 0) {
+                int v = 0;
+                std::memcpy(&v, record.GetBuffer() + GetItemBufferOffset(item), 4);
+                v = static_cast<int>(m_Pool.GetIdMap(t).GetIdx(v));
+                std::memcpy(record.GetBuffer() + GetItemBufferOffset(item), &v, 4);
+            }
+        }
+    }
+    long long GetMaxIndex() const override {
+        for (size_t i = m_Ids.size(); i-- > 0;) {
+            if (m_Ids[i] != -1) {
+                return static_cast<long long>(i);
+            }
+        }
+        return -1;
+    }
+    size_t GetNumRecords() const override {
+        return static_cast<size_t>(
+            std::count_if(m_Ids.begin(), m_Ids.end(), [](int id) { return id != -1; }));
+    }
+    void Reserve(size_t) override {}
+    void SetInteger(size_t, int) override {}
+    int GetInteger(size_t) const override { return 0; }
+    void SetScalar(size_t, double) override {}
+    double GetScalar(size_t) const override { return 0; }
+    void SetVector(size_t, const double*) override {}
+    void GetVector(size_t, double*) const override {}
+    void SetTensor(size_t, const double*) override {}
+    void GetTensor(size_t, double*) const override {}
+    void FlushAndDestroy() override {}
+    size_t GetIntListLen(size_t li) const override { return m_IntLists[li].size(); }
+    void GetIntList(size_t li, QSV_IntArray& out) const override {
+        out.Assign(m_IntLists[li].data(), m_IntLists[li].size());
+    }
+    void GetIntList(size_t li, int* out) const override {
+        std::copy(m_IntLists[li].begin(), m_IntLists[li].end(), out);
+    }
+    using QSV_DataBlock::SetIntList;
+    size_t SetIntList(const int* values, size_t n) override {
+        m_IntLists.emplace_back(values, values + n);
+        return m_IntLists.size() - 1;
+    }
+    size_t GetDoubleListLen(size_t li) const override { return m_RealLists[li].size(); }
+    void GetDoubleList(size_t li, QSV_DoubleArray& out) const override {
+        out.Assign(m_RealLists[li].data(), m_RealLists[li].size());
+    }
+    void GetDoubleList(size_t li, double* out) const override {
+        std::copy(m_RealLists[li].begin(), m_RealLists[li].end(), out);
+    }
+    using QSV_DataBlock::SetDoubleList;
+    size_t SetDoubleList(const double* values, size_t n) override {
+        m_RealLists.emplace_back(values, values + n);
+        return m_RealLists.size() - 1;
+    }
+    void GetString(size_t handle, std::string& text) const override {
+        text = m_Strings[handle - 1];
+    }
+    size_t SetString(const std::string& text) override {
+        auto found = std::find(m_Strings.begin(), m_Strings.end(), text);
+        if (found != m_Strings.end()) {
+            return static_cast<size_t>(found - m_Strings.begin()) + 1;
+        }
+        m_Strings.push_back(text);
+        return m_Strings.size();
+    }
+    void DeleteData() override {}
+    void SaveData() const override {
+        if (m_Saved) {
+            m_Saved->push_back(m_Descriptor.GetInteger(D::RI_ONF_ID));
+        }
+    }
+
+    static int s_Destroyed;
+    std::vector<int> m_Ids;
+    std::vector<std::vector<unsigned char>> m_Data;
+    std::vector<std::vector<int>> m_IntLists{1};
+    std::vector<std::vector<double>> m_RealLists{1};
+    std::vector<std::string> m_Strings;
+
+private:
+    QSV_IdMapsPool& m_Pool;
+    std::vector<int>* m_Saved;
+};
+int MemBlock::s_Destroyed = 0;
+
+class MemDatabase : public QSV_Database {
+public:
+    using QSV_Database::InitDb;
+    void InitDb(QSV_DatabaseDefs::AccessMode, size_t, const std::wstring&,
+                const QSV_IdMapsPool* pool) override {
+        if (pool) {
+            BrelonIdMapsUtil::merge_id_maps_pool(*pool, m_Pool);
+        }
+        m_IsInitialized = true;
+    }
+    void ReleaseDb(bool) override { m_DataBlockSet.Clear(); }
+    QSV_DataBlock& CreateDataBlock(const D& d, int, long long, const std::string& format) override {
+        auto* block = new MemBlock(d, format.c_str(), m_Pool);
+        m_DataBlockSet.StoreDataBlockInstance(d, block);
+        return *block;
+    }
+    QSV_DataBlock& CreateDataBlock(const D& d, size_t) override {
+        auto* block = new MemBlock(d, m_Pool);
+        m_DataBlockSet.StoreDataBlockInstance(d, block);
+        return *block;
+    }
+    const QSV_IdMapsPool& GetIdMapsPool() const override { return m_Pool; }
+    QSV_IdMapsPool& GetIdMapsPool() override { return m_Pool; }
+
+    BrelonOnfIdMapsPool m_Pool;
+};
+
+D Descriptor(int number, int variant = -1, int iteration = -1) {
+    D d(static_cast<QSV_OnfId>(number));
+    if (variant >= 0) {
+        d.SetInteger(D::RI_VARIANT, variant);
+    }
+    if (iteration >= 0) {
+        d.SetInteger(D::RI_ITERATION, iteration);
+    }
+    return d;
+}
+
+} // namespace
+
+// ---- Layout from a format text ------------------------------------------------------------------
+
+TEST(DataBlockLayout, CustomFormatGivesTypesSizesAndOffsets) {
+    struct Row {
+        const char* format;
+        std::vector<int> types;
+        size_t dataSize;
+        std::vector<size_t> bufferOffsets; // of items 1 upward
+        bool keyInFormat;
+    };
+    const Row rows[] = {
+        {"RRb", {BDT_REAL, BDT_REAL}, 16, {0, 8}, false},
+        {"I|SF", {BDT_STRING, BDT_FLOAT}, 8, {0, 4}, true},
+        {"S|bLb", {BDT_INT_LIST}, 4, {0}, true},
+        {"", {}, 0, {}, false},
+        {"IbVbTb", {BDT_INTEGER, BDT_VECTOR, BDT_TENSOR}, 76, {0, 4, 28}, false},
+        {"ifrOD",
+         {BDT_INTEGER, BDT_FLOAT, BDT_REAL, BDT_ORDERED_LIST, BDT_DOUBLE_LIST},
+         24,
+         {0, 4, 8, 16, 20},
+         false},
+        {"IxI", {BDT_INTEGER, 0, BDT_INTEGER}, 8, {0, 4, 4}, false}, // unknown: slot, no bytes
+        {"SI|I", {BDT_INTEGER, BDT_INTEGER}, 8, {0, 4}, true},       // bar anywhere
+        {"R|I", {BDT_INTEGER}, 8, {4}, true},                        // wide key widens the record
+        {"b|b", {}, 0, {}, true},
+    };
+    BrelonOnfIdMapsPool pool;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.format);
+        MemBlock block(Descriptor(-1), row.format, pool);
+        std::vector<int> types(block.GetItemTypes().begin(), block.GetItemTypes().end());
+        EXPECT_EQ(types, row.types);
+        EXPECT_EQ(block.GetNumItems(), row.types.size() + 1);
+        EXPECT_EQ(block.GetRecordDataSize(), row.dataSize);
+        EXPECT_EQ(block.HasKeyInFormat(), row.keyInFormat);
+        EXPECT_EQ(block.GetBlockIdType(), ID_NONE);
+        for (size_t item = 1; item < block.GetNumItems(); ++item) {
+            EXPECT_EQ(block.GetItemBufferOffset(item), row.bufferOffsets[item - 1]) << item;
+            EXPECT_EQ(block.GetItemIdType(item), ID_NONE);
+        }
+    }
+}
+
+TEST(DataBlockLayout, CatalogueRowsAgreeWithTheirFormats) {
+    BrelonOnfIdMapsPool pool;
+    for (QSV_OnfId id : QSV_OnfInfoPool::GetAllOnfIds()) {
+        const QSV_OnfMetaData& row = QSV_OnfInfoPool::GetOnfInfo(id);
+        MemBlock custom(Descriptor(id), row.m_FormatString.c_str(), pool);
+        MemBlock catalogued(Descriptor(id), pool);
+        SCOPED_TRACE(id);
+        EXPECT_EQ(row.m_RecordDataSize, custom.GetRecordDataSize());
+        EXPECT_EQ(catalogued.GetItemTypes(), custom.GetItemTypes());
+        EXPECT_EQ(catalogued.GetBlockIdType(), row.m_BlockIdType);
+        EXPECT_EQ(catalogued.GetFormatFlags(), row.m_Flags);
+        // Every item has an id type entry, the key included.
+        EXPECT_EQ(row.m_NumItems, custom.GetNumItems());
+    }
+}
+
+TEST(DataBlockLayout, UncataloguedNumberFailsForTheCatalogueForm) {
+    BrelonOnfIdMapsPool pool;
+    ExpectFailure([&] { MemBlock block(Descriptor(99999), pool); },
+                  "ONF block 99999 is not in the catalogue: a block of it needs a format text.",
+                  "|%P|BrelonDbConnector|QSV_DataBlock");
+}
+
+// ---- Record views -------------------------------------------------------------------------------
+
+TEST(DataRecord, TypedAccessAndItsFailures) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "IFRbSbLbVb", pool);
+    QSV_DataRecord record(block);
+    record.SetInteger(1, -7);
+    record.SetReal(2, 0.1); // F: narrowed to 32 bits
+    record.SetReal(3, 0.1);
+    record.SetString(4, "name");
+    record.SetIntList(5, {3, 1, 2});
+    const double v[3] = {1, 2, 3};
+    record.SetVector(6, v);
+    EXPECT_EQ(record.GetInteger(1), -7);
+    EXPECT_EQ(record.GetReal(2), static_cast<double>(0.1f));
+    EXPECT_EQ(record.GetReal(3), 0.1);
+    EXPECT_EQ(record.GetString(4), "name");
+    std::vector<int> list;
+    record.GetIntList(5, list);
+    EXPECT_EQ(list, (std::vector<int>{3, 1, 2}));
+    record.SetIntList(5, {}); // no list: reference 0, no pool entry
+    EXPECT_EQ(record.GetInteger(5), 0);
+    EXPECT_EQ(block.m_IntLists.size(), 2u);
+
+    const std::string tag = "|%P|BrelonDbConnector|QSV_DataRecord";
+    ExpectFailure([&] { record.GetInteger(6); },
+                  "Record item 6 of ONF block -1 is of type 5, which this access does not serve.",
+                  tag);
+    ExpectFailure([&] { record.SetInteger(7, 1); },
+                  "Record item 7 does not exist: the records of ONF block -1 have 7 items.", tag);
+    ExpectFailure([&] { record.GetInteger(0); },
+                  "Record item 0 does not exist: the records of ONF block -1 have 7 items.", tag);
+
+    MemBlock other(Descriptor(-1), "RR", pool);
+    QSV_DataRecord small(other);
+    ExpectFailure([&] { record = small; },
+                  "A record view of 48 bytes cannot take the bytes of a record view of 16 bytes.",
+                  tag);
+}
+
+TEST(DataRecord, EqualityComparesTheBytes) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "ISb", pool);
+    QSV_DataRecord a(block);
+    QSV_DataRecord b(block);
+    a.SetString(2, "x");
+    b.SetString(2, "x"); // the same text gives the same handle
+    EXPECT_TRUE(a == b);
+    b.SetInteger(1, 1);
+    EXPECT_TRUE(a != b);
+}
+
+// ---- Block set, database base, patterns ---------------------------------------------------------
+
+TEST(DataBlockSet, HoldsBlocksInDescriptorOrderAndFailsForUnknownOnes) {
+    BrelonOnfIdMapsPool pool;
+    std::vector<int> saved;
+    QSV_DataBlockSet set;
+    for (int number : {300, 100, 200}) {
+        set.StoreDataBlockInstance(Descriptor(number),
+                                   new MemBlock(Descriptor(number), "I", pool, &saved));
+    }
+    set.FlushToDisk();
+    EXPECT_EQ(saved, (std::vector<int>{100, 200, 300}));
+
+    ExpectFailure([&] { set.GetDataBlockInstance(Descriptor(150)); },
+                  "The data block with ONF id 150 does not exist in the database.", TAG_BLOCK_SET);
+    ExpectFailure([&] { set.StoreDataBlockInstance(Descriptor(150), nullptr); },
+                  "A null data block cannot be stored under ONF id 150.", TAG_BLOCK_SET);
+
+    const int destroyed = MemBlock::s_Destroyed;
+    auto* replacement = new MemBlock(Descriptor(200), "RR", pool);
+    set.StoreDataBlockInstance(Descriptor(200), replacement);
+    set.StoreDataBlockInstance(Descriptor(200), replacement); // again: kept, not freed
+    EXPECT_EQ(MemBlock::s_Destroyed, destroyed + 1);
+    EXPECT_EQ(&set.GetDataBlockInstance(Descriptor(200)), replacement);
+    EXPECT_FALSE(set.DeleteDataBlockInstance(Descriptor(150)));
+    EXPECT_TRUE(set.DeleteDataBlockInstance(Descriptor(100)));
+    EXPECT_EQ(set.GetNumBlocks(), 2u);
+    set.Clear();
+    EXPECT_EQ(MemBlock::s_Destroyed, destroyed + 4);
+}
+
+TEST(DataDescriptorPattern, SelectsBySetItemsIterationAndVariant) {
+    QSV_DataDescriptorPattern all;
+    QSV_DataDescriptorPattern of200(Descriptor(200));
+    QSV_DataDescriptorPattern of200Variant1(Descriptor(200));
+    of200Variant1.SetFirstInteger(0);
+    of200Variant1.SetSecondInteger(1);
+    D named = Descriptor(200);
+    named.SetString(D::RI_MODEL, "wing");
+    QSV_DataDescriptorPattern ofWing(named);
+
+    struct Row {
+        const QSV_DataDescriptorPattern* pattern;
+        D descriptor;
+        bool matches;
+    };
+    const Row rows[] = {
+        {&all, Descriptor(7, 3, 2), true},
+        {&of200, Descriptor(200, 4), true}, // unset items of the pattern match anything
+        {&of200, Descriptor(210), false},
+        {&of200Variant1, Descriptor(200, 1), true},
+        {&of200Variant1, Descriptor(200, 2), false},
+        {&of200Variant1, Descriptor(200, 1, 3), false}, // iteration 3, not 0
+        {&of200Variant1, Descriptor(200), false},       // plain: variant 0
+        {&ofWing, named, true},
+        {&ofWing, Descriptor(200), false},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(row.pattern->Matches(row.descriptor), row.matches)
+            << row.descriptor.GetInteger(D::RI_ONF_ID) << " variant "
+            << row.descriptor.GetInteger(D::RI_VARIANT);
+    }
+    EXPECT_TRUE(all.IsEmpty());
+    EXPECT_FALSE(of200.IsEmpty());
+}
+
+TEST(Database, FetchesCreatesFindsAndDeletesThroughTheSet) {
+    MemDatabase db;
+    QSV_DataBlock& first = db.FetchDataBlock(Descriptor(200, 1), 0, 0, "IbLb");
+    EXPECT_EQ(&db.FetchDataBlock(Descriptor(200, 1), 0, 0, "RR"), &first);
+    db.FetchDataBlock(Descriptor(200, 2), 0, 0, "I");
+    db.FetchDataBlock(Descriptor(140), 0);
+    EXPECT_EQ(db.FindBlocks(QSV_DataDescriptorPattern()).size(), 3u);
+    EXPECT_EQ(db.GetDataBlocks(QSV_DataDescriptorPattern(Descriptor(200))).size(), 2u);
+    EXPECT_EQ(db.DeleteDataBlocks(QSV_DataDescriptorPattern(Descriptor(200))), 2u);
+    EXPECT_TRUE(db.HasBlock(Descriptor(140)));
+    EXPECT_FALSE(db.HasBlock(Descriptor(200, 1)));
+
+    BrelonOnfIdMapsPool given;
+    given.GetIdMap(ID_NODE).FetchIdx(42);
+    db.InitDb(given, QSV_DatabaseDefs::ACCESS_READ_WRITE, 1024, L"");
+    EXPECT_TRUE(db.IsInitialized());
+    EXPECT_TRUE(db.GetIdMapsPool().GetIdMap(ID_NODE).HasId(42));
+}
+
+// ---- Id adapters and copies between databases ---------------------------------------------------
+
+namespace {
+
+// Two databases whose id maps give the same ids different indices.
+struct TwoDatabases : ::testing::Test {
+    MemDatabase from;
+    MemDatabase to;
+    void SetUp() override {
+        for (int id : {10, 20, 30}) {
+            from.m_Pool.GetIdMap(ID_NODE).FetchIdx(id);
+        }
+        for (int id : {99, 30, 20, 10}) {
+            to.m_Pool.GetIdMap(ID_NODE).FetchIdx(id);
+        }
+        to.m_Pool.GetIdMap(ID_ELEMENT).FetchIdx(1000);
+    }
+    // Writes element 7 with nodes 30, 10, 20 into block 140 of `from`.
+    void WriteElement() {
+        QSV_IdDataBlock writer(from.FetchDataBlock(Descriptor(140), 0), from.m_Pool, true);
+        QSV_IdDataRecord record(writer.GetBlock());
+        record.SetInteger(1, 5);
+        record.SetInteger(3, 77); // property, an item with an id space
+        record.SetIntList(8, {30, 10, 20});
+        writer.SetRecord(7, record);
+    }
+};
+
+} // namespace
+
+TEST_F(TwoDatabases, CopyRebasesKeysReferencesAndListsOntoTheTargetMaps) {
+    WriteElement();
+    const QSV_DataBlock& source = from.GetDataBlock(Descriptor(140));
+    ASSERT_NE(source.GetItemIdType(8), ID_NONE);
+    ASSERT_NE(source.GetItemIdType(3), ID_NONE);
+    // The source's index face: the list holds the source's node indices.
+    const auto& sourceBlock = static_cast<const MemBlock&>(source);
+    EXPECT_EQ(sourceBlock.m_IntLists.back(), (std::vector<int>{2, 0, 1}));
+
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern()), 1u);
+    const auto& target = static_cast<const MemBlock&>(to.GetDataBlock(Descriptor(140)));
+    const size_t index = to.m_Pool.GetIdMap(ID_ELEMENT).GetIdx(7);
+    EXPECT_EQ(index, 1u); // 1000 had index 0 there
+    EXPECT_EQ(target.m_Ids[index], 7);
+    EXPECT_EQ(target.m_IntLists.back(), (std::vector<int>{1, 3, 2}));
+
+    // Read back by id, both sides give the same id record.
+    QSV_ConstIdDataBlock readFrom(source, from.m_Pool);
+    QSV_ConstIdDataBlock readTo(target, to.m_Pool);
+    QSV_ConstIdDataRecord a(source);
+    QSV_ConstIdDataRecord b(target);
+    ASSERT_TRUE(readFrom.GetRecord(7, a));
+    ASSERT_TRUE(readTo.GetRecord(7, b));
+    EXPECT_EQ(b.GetIntList(8), (std::vector<int>{30, 10, 20}));
+    EXPECT_EQ(b.GetInteger(3), 77);
+    EXPECT_EQ(b.GetKeyId(), 7);
+    EXPECT_TRUE(a == b);
+    EXPECT_FALSE(readTo.GetRecord(8, b));
+}
+
+TEST_F(TwoDatabases, NamesTextsAndRealListsTravelByValue) {
+    // A block keyed by names, its list in element ids.
+    {
+        QSV_IdDataBlock writer(from.FetchDataBlock(Descriptor(10032), 0), from.m_Pool, true);
+        QSV_IdDataRecord record(writer.GetBlock());
+        record.SetIntList(1, {5, 6});
+        writer.SetRecord("faces", record);
+    }
+    // A custom block: strings through the block's pool, a real list.
+    {
+        QSV_DataBlock& block = from.FetchDataBlock(Descriptor(-5), 0, 0, "SbDb");
+        static_cast<MemBlock&>(block).SetString("taken first");
+        QSV_IdDataBlock writer(block, from.m_Pool, true);
+        QSV_IdDataRecord record(block);
+        record.SetString(1, "skin");
+        record.SetDoubleList(2, {0.5, 1.5});
+        writer.SetRecord(3, record);
+    }
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern()), 2u);
+
+    const QSV_DataBlock& named = to.GetDataBlock(Descriptor(10032));
+    QSV_ConstIdDataRecord groupRecord(named);
+    ASSERT_TRUE(QSV_ConstIdDataBlock(named, to.m_Pool).GetRecord("faces", groupRecord));
+    EXPECT_EQ(groupRecord.GetIntList(1), (std::vector<int>{5, 6}));
+    EXPECT_EQ(groupRecord.GetKeyName(), "faces");
+
+    const auto& custom = static_cast<const MemBlock&>(to.GetDataBlock(Descriptor(-5)));
+    EXPECT_EQ(custom.GetFormatString(), "SbDb");
+    EXPECT_EQ(custom.m_Strings, std::vector<std::string>{"skin"}); // handle 1 there, 2 here
+    QSV_ConstIdDataRecord customRecord(custom);
+    ASSERT_TRUE(QSV_ConstIdDataBlock(custom, to.m_Pool).GetRecord(3, customRecord));
+    EXPECT_EQ(customRecord.GetString(1), "skin");
+    EXPECT_EQ(customRecord.GetDoubleList(2), (std::vector<double>{0.5, 1.5}));
+}
+
+TEST_F(TwoDatabases, EmptyBlocksArePassedOverUnlessAskedFor) {
+    from.FetchDataBlock(Descriptor(140), 0);
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern()), 0u);
+    EXPECT_FALSE(to.HasBlock(Descriptor(140)));
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern(), 1), 1u);
+    EXPECT_TRUE(to.HasBlock(Descriptor(140)));
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, from, QSV_DataDescriptorPattern(), 1), 0u);
+}
+
+TEST_F(TwoDatabases, WithoutCreatingIdsAnUnknownIdFails) {
+    QSV_DataBlock& block = to.FetchDataBlock(Descriptor(140), 0);
+    QSV_IdDataBlock writer(block, to.m_Pool, false);
+    QSV_IdDataRecord record(block);
+    const std::string tag = "|%P|BrelonDbConnector|QSV_IdDataBlock";
+    ExpectFailure([&] { writer.SetRecord(8, record); },
+                  "ID 8 is not known to the ID-map of type 2.", tag);
+    record.SetIntList(8, {10, 11});
+    ExpectFailure([&] { writer.SetRecord(1000, record); },
+                  "ID 11 is not known to the ID-map of type 0.", tag);
+    MemBlock plain(Descriptor(-1), "I", to.m_Pool);
+    QSV_IdDataBlock plainWriter(plain, to.m_Pool, true);
+    QSV_IdDataRecord plainRecord(plain);
+    ExpectFailure([&] { plainWriter.SetRecord(-2, plainRecord); },
+                  "Record id -2 cannot address a record of ONF block -1, which has no ID-map.",
+                  tag);
+    ExpectFailure([&] { plainWriter.SetRecord("a", plainRecord); },
+                  "Record name 'a' cannot address a record of ONF block -1, which has no ID-map.",
+                  tag);
+}
+
+TEST(IdDataRecord, AssignmentBetweenLayoutsTakesItemsOfTheSameType) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock wide(Descriptor(-1), "IRSbLb", pool);
+    MemBlock narrow(Descriptor(-2), "ISbLb", pool);
+    QSV_IdDataRecord source(wide);
+    source.SetInteger(1, 4);
+    source.SetReal(2, 2.5);
+    source.SetString(3, "kept apart");
+    source.SetIntList(4, {1});
+    source.SetKeyId(9);
+    QSV_IdDataRecord target(narrow);
+    target.SetString(2, "own");
+    target = source;
+    EXPECT_EQ(target.GetInteger(1), 4);
+    EXPECT_EQ(target.GetString(2), "own"); // item 2 is a real in the source
+    EXPECT_EQ(target.GetKeyId(), 9);
+    ExpectFailure([&] { target.GetReal(2); },
+                  "Record item 2 of ONF block -2 is of type 4, which this access does not serve.",
+                  "|%P|BrelonDbConnector|QSV_IdDataRecord");
+}
+
+// ---- Groups -------------------------------------------------------------------------------------
+
+TEST(GroupMap, HoldsOwnedCopiesByItemTypeInNameOrder) {
+    QSV_GroupMap map;
+    map.AddGroup(QSV_Group("b", ITEM_TYPE_NODE, {1, 2}));
+    map.AddGroup(QSV_Group("a", ITEM_TYPE_NODE, {3}));
+    map.AddGroup(QSV_Group("b", ITEM_TYPE_ELEMENT, {4}));
+    map.AddGroup(QSV_Group("b", ITEM_TYPE_NODE, {5, 6, 7})); // the last one counts
+    std::vector<std::string> names;
+    for (const auto& entry : map.GetGroups(ITEM_TYPE_NODE)) {
+        names.push_back(entry.second->GetName());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(map.FindGroup(ITEM_TYPE_NODE, "b")->size(), 3u);
+    EXPECT_EQ(map.size(), 3u);
+
+    QSV_GroupMap copy(map);
+    map.Clear();
+    EXPECT_EQ((*copy.FindGroup(ITEM_TYPE_ELEMENT, "b"))[0], 4);
+    EXPECT_TRUE(map.GetGroups(ITEM_TYPE_NODE).empty());
+
+    EXPECT_TRUE(QSV_GroupDescriptor("z", ITEM_TYPE_ELEMENT) <
+                QSV_GroupDescriptor("a", ITEM_TYPE_NODE));
+    EXPECT_TRUE(QSV_GroupDescriptor("a", ITEM_TYPE_NODE) <
+                QSV_GroupDescriptor("b", ITEM_TYPE_NODE));
+}
