@@ -1,0 +1,14 @@
+# The `onf` command. Each sub-command is a source file of its own in tools/onf/ that registers
+# itself, so the folder is globbed: a new command needs no change here.
+file(GLOB ONF_TOOL_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/*.cpp)
+add_executable(onf ${ONF_TOOL_SOURCES})
+target_link_libraries(onf PRIVATE BrelonOnfEngine)
+# Commands may print what the suite services know beyond their public contracts.
+target_include_directories(onf PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/services)
+set_target_properties(onf PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+if(ONF_BUILD_TESTS)
+    add_test(NAME onf_cli COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/tests/test_onf_cli.sh
+                                  $<TARGET_FILE:onf>)
+    set_tests_properties(onf_cli PROPERTIES LABELS cli)
+endif()
