@@ -16,3 +16,9 @@ target_link_libraries(onf_generate_model PRIVATE onf_bench_model)
 # Engine benchmarks join by adding their source here.
 add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp)
 target_link_libraries(onf_benchmarks PRIVATE onf_bench_model benchmark::benchmark)
+
+# The yardsticks' own test: writer and parser must agree with each other and with the grammar.
+onf_add_test(test_bench_model tests/test_bench_model.cpp)
+if(TARGET test_bench_model)
+    target_link_libraries(test_bench_model PRIVATE onf_bench_model)
+endif()
