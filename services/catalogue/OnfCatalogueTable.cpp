@@ -147,6 +147,9 @@ const CatalogueRowDef kRows[] = {
     {181, "ONF_CONNECTORS", "IbOb", "k-n", kModel,
      "number of nodes, nodes",
      "Connectors: the nodes they join"},
+    {1200, "ONF_CFD_BOUNDARIES", "ISb", "---", kModel,
+     "value, name",
+     "Fluid boundaries of a CFD model, by running number"},
 
     // Groups file (and the groups of an optimisation result file).
     {200, "ONF_NODE_GROUPS", "IbSbLb", "g--n", kGroups,
@@ -298,7 +301,7 @@ const CatalogueRowDef kRows[] = {
     {811, "ONF_NODE_MAPPING", "Ib", "nn", kModif,
      "mapped node",
      "Nodes whose new position is that of another node"},
-    {812, "ONF_DELETED_NODES", "IbLb", "---n", kModif,
+    {812, "ONF_DELETED_NODES", "IbLb", "--n", kModif,
      "number of nodes, nodes",
      "Nodes deleted by the optimiser"},
     {821, "ONF_ADDED_MATERIALS", "IISSbIIIIIbRRRRRb", "m--------------", kModif,
@@ -317,7 +320,7 @@ const CatalogueRowDef kRows[] = {
     {841, "ONF_CHILD_ELEMENTS", "IIIIIbLb", "e-p-men", kModif,
      "type, property, number of nodes, added material, parent element, nodes",
      "Child elements of split elements: material, parent and nodes"},
-    {842, "ONF_DELETED_ELEMENTS", "IbLb", "---e", kModif,
+    {842, "ONF_DELETED_ELEMENTS", "IbLb", "--e", kModif,
      "number of elements, elements",
      "Elements deleted by the optimiser"},
     {850, "ONF_MODIFIED_SECTIONS", "IIbDb", "p---", kModif,

@@ -23,7 +23,7 @@ struct CatalogueRowDef {
     const char* description;
 };
 
-// All rows, in ascending block number; `count` receives their number.
+// All rows, grouped by file kind; `count` receives their number.
 const CatalogueRowDef* GetCatalogueRows(size_t& count);
 
 // The id space that one letter of CatalogueRowDef::idTypes stands for; ID_NONE for '-' and for

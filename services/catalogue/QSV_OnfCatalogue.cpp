@@ -80,6 +80,8 @@ Catalogue::Catalogue() {
         m_Ids.push_back(static_cast<QSV_OnfId>(def.id));
         m_RowOfNumber[static_cast<size_t>(def.id)] = static_cast<int16_t>(r);
     }
+    // The table groups its rows by file kind; callers get the numbers in ascending order.
+    std::sort(m_Ids.begin(), m_Ids.end());
 }
 
 // Built on first use, never destroyed before the process ends: rows are handed out by
@@ -107,11 +109,15 @@ const std::vector<QSV_OnfId>& QSV_OnfInfoPool::GetAllOnfIds() {
     return TheCatalogue().Ids();
 }
 
+// Indexed by QSV_IdType. Only the two group name spaces hold names; 14 is kept free for a space
+// that a later block may need.
 const QSV_IdTypeInfoData QSV_ID_TYPE_INFO[16] = {
-    {"node", 0},      {"unused_1", 0},  {"element", 0},   {"unused_3", 0},
-    {"unused_4", 0},  {"unused_5", 0},  {"unused_6", 0},  {"unused_7", 0},
-    {"unused_8", 0},  {"unused_9", 0},  {"unused_10", 0}, {"unused_11", 0},
-    {"unused_12", 0}, {"unused_13", 0}, {"unused_14", 0}, {"none", 0},
+    {"node", 0},     {"coordinate system", 0}, {"element", 0},
+    {"property", 0}, {"material", 0},          {"layer", 0},
+    {"loadcase", 0}, {"node group name", 1},   {"element group name", 1},
+    {"load set", 0}, {"load item", 0},         {"connection", 0},
+    {"group", 0},    {"ONF block", 0},         {"reserved", 0},
+    {"none", 0},
 };
 
 // Indexed by QSV_ItemType: 0 elements, 2 nodes; 1 is no item type and names no block.
