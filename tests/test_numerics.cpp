@@ -68,6 +68,7 @@ TEST(CoordinateSystem, ExpressesPointsOfEachKindInTheParent) {
     EXPECT_EQ(Vec3(10, 2, 5), cyl.ExpressInParentCartesianSystem(Vec3(2, 90, 5)));
     EXPECT_EQ(Vec3(8, 0, 0), cyl.ExpressInParentCartesianSystem(Vec3(2, 540, 0)));
     EXPECT_EQ(Vec3(10, -2, 0), cyl.ExpressInParentCartesianSystem(Vec3(2, -90, 0)));
+    EXPECT_EQ(Vec3(12, 0, 0), cyl.ExpressInParentCartesianSystem(Vec3(2, -1e-20, 0)));
     ExpectNear(Vec3(10 + std::sqrt(3.0), 1, 0), cyl.ExpressInParentCartesianSystem(Vec3(2, 30, 0)));
     ExpectNear(Vec3(10 - 1, 1, 0),
                cyl.ExpressInParentCartesianSystem(Vec3(std::sqrt(2.0), 135, 0)));
