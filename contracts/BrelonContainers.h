@@ -346,7 +346,9 @@ private:
 // in bytes (1 to 4), all nodes of 256 slots in one vector, and the (key, value) pairs in insertion
 // order in another. A lookup is at most four byte steps, with no hashing. Iteration visits keys
 // in ascending order as unsigned numbers, so negative keys come last. Pointers and references to
-// values stay valid until the next insertion (the pair vector may grow).
+// values stay valid until the next insertion (the pair vector may grow). A node costs 2 KiB:
+// dense keys share nodes, while widely scattered keys cost up to four nodes each. Iteration and
+// ForEach must not run across an insertion.
 template <typename K, typename V>
 class BrelonRadixTrieMap {
     static_assert(std::is_integral<K>::value && sizeof(K) == 4, "keys are 32-bit integers");
