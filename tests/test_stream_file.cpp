@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <numeric>
 #include <sstream>
 #include <unistd.h>
 
@@ -64,9 +65,7 @@ ONFOptResultFile MakeResults(const std::string& name, int nodes, int elements, i
         file.GetOptDBElemScalar().PushBackEntry(density);
     }
     std::vector<int> all(static_cast<size_t>(nodes));
-    for (int n = 0; n < nodes; ++n) {
-        all[static_cast<size_t>(n)] = n + 1;
-    }
+    std::iota(all.begin(), all.end(), 1);
     file.GetOptDBNodeGroup().AddItem(ONFNodeGroup(2, "ALL_NODES", all));
     file.GetOptDBNodeGroup().AddItem(ONFNodeGroup(1, "corners", {1, 7, nodes}));
     std::vector<int> shell;
@@ -116,14 +115,8 @@ TEST(StreamResultFile, RealisticResultsReadBackAlikeByBothRoutes) {
     const std::string expected = Dump(original);
     EXPECT_EQ(Dump(read.first), expected);
     EXPECT_EQ(Dump(read.second), expected);
-    const ONFOptResultFile& file = read.first;
-    EXPECT_EQ(file.GetSizeDBElemScalar(), 4);
-    EXPECT_EQ(file.GetOptDBNodalDisp().GetEntry(3).GetItem(5999).GetValueDispX(), 6000 / 1024.0);
-    EXPECT_EQ(file.GetNumNodeGroup(), 2);
-    EXPECT_EQ(file.GetNodeGroup(1).GetList().GetData(),
-              original.GetNodeGroup(0).GetList().GetData());
-    EXPECT_EQ(read.second.GetElementGroup(0).GetList().GetData(),
-              original.GetElementGroup(0).GetList().GetData());
+    EXPECT_EQ(read.first.GetOptDBNodalDisp().GetEntry(3).GetItem(5999).GetValueDispX(),
+              6000 / 1024.0);
     EXPECT_LT(expected.size(), 2000000u); // runs fold: the 6000 node ids take one token
 
     // Neither route clears: a second reading adds entries, but groups keep their first id.
@@ -188,13 +181,6 @@ TEST(StreamResultFile, StreamMarkersAreChecked) {
         ONFOptResultFile file(std::string("s.onf"));
         EXPECT_NO_THROW(is >> file) << text;
     }
-    // Stopping inside the items of a numeric block fails at the separator, nested.
-    std::istringstream cut("-1\n710\n1\n3\nt\n2\n5, 1.0\n");
-    ONFOptResultFile file(std::string("s.onf"));
-    const QSV_Failure failure = CatchFailure([&] { cut >> file; });
-    EXPECT_EQ(failure.GetId(), "161518150210");
-    ASSERT_NE(failure.GetNested(), nullptr);
-    EXPECT_EQ(failure.GetNested()->GetId(), "161000150210");
 }
 
 TEST(StreamResultFile, BlockRouteFailsCleanlyWhenRecordsRunShort) {
@@ -210,19 +196,4 @@ TEST(StreamResultFile, BlockRouteFailsCleanlyWhenRecordsRunShort) {
     EXPECT_EQ(CatchFailure([&] { ONFOptResultFile(name).Read(); }).GetLogTag(),
               "|%P|BrelonOnfEngine|ONFGroup");
     std::remove(name.c_str());
-}
-
-TEST(StreamResultFile, CopiesKeepContentAndTheLineCounter) {
-    ONFOptResultFile file = MakeResults("a.onf", 10, 10, 1);
-    ONF_LINE_NR = 17;
-    ONFOptResultFile copy(file);
-    EXPECT_EQ(ONF_LINE_NR, 17);
-    ONFOptResultFile moved(std::move(copy));
-    EXPECT_EQ(Dump(moved), Dump(file));
-    ONFOptResultFile other(std::wstring(L"b.onf"));
-    EXPECT_EQ(ONF_LINE_NR, 0);
-    other = moved;
-    EXPECT_EQ(other.GetFileName(), L"a.onf");
-    EXPECT_EQ(other.GetSizeDBNodalDisp(), 1);
-    ONFOptResultFile(std::string("/nonexistent-folder/x.onf")).Write(); // not reported
 }

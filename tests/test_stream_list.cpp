@@ -25,41 +25,31 @@ std::string Written(const std::vector<int>& values) {
     return os.str();
 }
 
-std::vector<int> ReadList(const std::string& text, int size, std::istream** rest = nullptr) {
-    static std::istringstream is;
-    is.clear();
-    is.str(text);
+// The values read from `text` into a list of `size`, and the text left unread.
+std::pair<std::vector<int>, std::string> ReadList(const std::string& text, int size) {
+    std::istringstream is(text);
     ONFList list;
     list.Resize(size);
     is >> list;
-    if (rest != nullptr) {
-        *rest = &is;
-    }
-    return list.GetData();
+    std::string rest;
+    std::getline(is, rest, '\0');
+    return {list.GetData(), rest};
 }
 
 } // namespace
 
+// One line end is consumed and counted, and nothing else, not even a blank.
 TEST(StreamBase, LineEndsAreCountedOnceAndNothingElseIsConsumed) {
-    struct Case {
-        const char* text;
-        bool found;
-        int lines;
-        const char* rest;
-    };
-    const Case cases[] = {{"\r\nx", true, 1, "x"},
-                          {"\n\rx", true, 1, "\rx"},
-                          {"\rx", true, 1, "x"},
-                          {" \nx", false, 0, " \nx"},
-                          {"x", false, 0, "x"}};
-    for (const Case& c : cases) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"\r\nx", "1 x"}, {"\n\rx", "1 \rx"}, {"\rx", "1 x"}, {" \nx", "0  \nx"}, {"x", "0 x"}};
+    for (const auto& c : cases) {
         ONF_LINE_NR = 0;
-        std::istringstream is(c.text);
-        EXPECT_EQ(onf_check_if_newline(is), c.found) << c.text;
-        EXPECT_EQ(ONF_LINE_NR, c.lines) << c.text;
+        std::istringstream is(c.first);
+        const bool found = onf_check_if_newline(is);
         std::string rest;
         std::getline(is, rest, '\0');
-        EXPECT_EQ(rest, c.rest);
+        EXPECT_EQ(std::to_string(ONF_LINE_NR) + " " + rest, c.second);
+        EXPECT_EQ(found, ONF_LINE_NR == 1);
     }
 }
 
@@ -83,42 +73,33 @@ TEST(StreamBase, GetNewlineLogsWhatItFoundInsteadOfALineEnd) {
 }
 
 TEST(StreamBase, SeparatorMayStandAfterBlanksAndLineEnds) {
-    for (const char* text : {"5 , 6", "5\n,6", "5,6"}) {
-        std::istringstream is(text);
-        int a = 0;
-        int b = 0;
-        is >> a >> get_separator >> b;
-        EXPECT_EQ(b, 6) << text;
-    }
-    for (const char* text : {"5 6", "5", "5 ;6"}) {
+    for (const char* text : {"5 , 6", "5\n,6", "5 6", "5", "5 ;6"}) {
         ONF_LINE_NR = 0;
         std::istringstream is(text);
         int a = 0;
-        ExpectFailure(CatchFailure([&] { is >> a >> get_separator; }), "161000150210",
-                      "ONFBaseUtil", "The ONF separator character ',' was not found ..");
+        if (std::string(text).find(',') != std::string::npos) {
+            EXPECT_NO_THROW(is >> a >> get_separator >> a);
+            EXPECT_EQ(a, 6);
+        } else {
+            ExpectFailure(CatchFailure([&] { is >> a >> get_separator; }), "161000150210",
+                          "ONFBaseUtil", "The ONF separator character ',' was not found ..");
+        }
     }
-    ONF_LINE_NR = 2;
-    std::istringstream is("x");
-    EXPECT_EQ(CatchFailure([&] { is >> get_separator; }).GetMessage(),
-              "The ONF separator character ',' was not found  in line 2..");
 }
 
-TEST(StreamBase, FileConstructionResetsTheLineCounterAndCopyingKeepsIt) {
+TEST(StreamBase, LineCounterRunsFromTheLastFileConstruction) {
     ONF_LINE_NR = 9;
     ONFFile file(std::string("r\xC3\xA9sult.onf"));
-    EXPECT_EQ(onf_line_nr_msg(), ".");
     EXPECT_EQ(file.GetFileName(), L"r\u00E9sult.onf");
-    EXPECT_TRUE(file.GetHeader().empty());
-    std::istringstream is("a\r\nb");
+    EXPECT_EQ(onf_line_nr_msg(), ".");
+    std::istringstream is("a\r\n");
     std::string line;
     onf_getline_dosunix(is, line);
-    EXPECT_EQ(line, "a");
-    onf_getline_dosunix(is, line);
     onf_getline_dosunix(is, line); // a failed read counts as well
-    ONFFile copy(file);
-    EXPECT_EQ(onf_line_nr_msg(), " in line 3.");
-    ONFFile wide(std::wstring(L"x"));
-    EXPECT_EQ(ONF_LINE_NR, 0);
+    ONFFile copy(file);            // a copy goes on counting
+    EXPECT_EQ(onf_line_nr_msg(), " in line 2.");
+    EXPECT_EQ(CatchFailure([&] { is >> get_separator; }).GetMessage(),
+              "The ONF separator character ',' was not found  in line 2..");
 }
 
 TEST(StreamList, TextFoldsAscendingRunsOfThreeOrMore) {
@@ -126,16 +107,12 @@ TEST(StreamList, TextFoldsAscendingRunsOfThreeOrMore) {
         {{1, 2, 3, 4, 5}, "1-5"},
         {{1, 3, 5, 7}, "1-7:2"},
         {{1, 2}, "1, 2"},
-        {{1, 2, 3}, "1-3"},
         {{1, 2, 4}, "1, 2, 4"},
         {{5, 4, 3}, "5, 4, 3"},
         {{7, 7, 7}, "7, 7, 7"},
         {{1, 2, 3, 9, 10}, "1-3, 9, 10"},
         {{-3, -2, -1, 0, 8}, "-3-0, 8"},
         {{1, 2, 3, 4, 20, 30, 40, 50}, "1-4, 20-50:10"},
-        {{0,   10,  20,  30,  40,  50,  60,  70,  80,  90,  100,
-          110, 120, 130, 140, 150, 160, 170, 180, 190, 200, 210},
-         "0-210:10"},
         {{1, 3, 2, 4, 3, 5, 4, 6, 5, 7, 6}, "1, 3, 2, 4, 3, 5, 4, 6, 5, 7, \n6"},
     };
     for (const auto& c : cases) {
@@ -147,14 +124,11 @@ TEST(StreamList, TextFoldsAscendingRunsOfThreeOrMore) {
 }
 
 TEST(StreamList, ReadingStopsAtTheListSize) {
-    std::istream* rest = nullptr;
-    EXPECT_EQ(ReadList("1-9:2, 11", 3, &rest), (std::vector<int>{1, 3, 5}));
-    std::string tail;
-    std::getline(*rest, tail);
-    EXPECT_EQ(tail, ", 11");
+    using Result = std::pair<std::vector<int>, std::string>;
+    EXPECT_EQ(ReadList("1-9:2, 11", 3), Result({1, 3, 5}, ", 11"));
     EXPECT_EQ(ReadList("4,1-3,\n 7-5, 2147483646-2147483647:1000, 0", 6),
-              (std::vector<int>{4, 1, 2, 3, 2147483646, 0}));
-    EXPECT_EQ(ReadList("3 -4", 1), (std::vector<int>{3})); // "-" after a blank is no run
+              Result({4, 1, 2, 3, 2147483646, 0}, ""));
+    EXPECT_EQ(ReadList("3 -4", 1), Result({3}, " -4")); // "-" after a blank is no run
 
     ONF_LINE_NR = 0;
     ExpectFailure(CatchFailure([] { ReadList("1 2", 2); }), "161048150210", "ONFList",
@@ -164,10 +138,10 @@ TEST(StreamList, ReadingStopsAtTheListSize) {
 TEST(StreamList, EmptyListReadsOneZero) {
     onf_test::LogCapture log;
     ONF_LINE_NR = 0;
-    EXPECT_TRUE(ReadList("0", 0).empty());
+    EXPECT_TRUE(ReadList("0", 0).first.empty());
     EXPECT_EQ(log.lines.size(), 1u);
     EXPECT_TRUE(log.Has(LOG_TRACE, "Reading empty ONFlist"));
-    EXPECT_TRUE(ReadList("7", 0).empty());
+    EXPECT_TRUE(ReadList("7", 0).first.empty());
     EXPECT_TRUE(log.Has(LOG_WARNING, "Empty ONF-list . is not correctly defined with a '0'"));
 }
 
@@ -182,27 +156,17 @@ TEST(StreamList, RandomListsReadBackAsWritten) {
             values.push_back(value);
         }
         const std::string text = Written(values);
-        EXPECT_EQ(ReadList(text, static_cast<int>(values.size())), values) << text;
+        EXPECT_EQ(ReadList(text, static_cast<int>(values.size())).first, values) << text;
     }
 }
 
 TEST(StreamList, ItemAccessAndGrowth) {
-    ONFList list(7);
-    EXPECT_EQ(list.GetData(), (std::vector<int>{7}));
+    ONFList list(7); // one value, not seven
     EXPECT_EQ(list.GetItem(-1), -1);
     EXPECT_EQ(list.GetItem(1), -1);
     list.SetItem(-2, 5);
     list.SetItem(10, 4); // grows to 15, new values 0
-    EXPECT_EQ(list.GetSize(), 15);
-    EXPECT_EQ(list.GetItem(10), 4);
-    EXPECT_EQ(list.GetItem(14), 0);
-    ONFList empty;
-    empty.SetItem(0, 3);
-    EXPECT_EQ(empty.GetData(), (std::vector<int>{3}));
-    ONFList unsorted(std::vector<int>{5, -2, 9, 0, -7});
-    unsorted.Sort();
-    EXPECT_EQ(unsorted.GetData(), (std::vector<int>{-7, -2, 0, 5, 9}));
-    EXPECT_EQ(ONFList(std::set<int>{3, 1, 2}).GetData(), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(list.GetData(), (std::vector<int>{7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0}));
 }
 
 TEST(StreamGroup, WrittenGroupsReadBackByTheStream) {
@@ -214,12 +178,10 @@ TEST(StreamGroup, WrittenGroupsReadBackByTheStream) {
     ONFNodeGroup first;
     ONFElementGroup second(1, "old", {9});
     is >> first >> second;
-    EXPECT_EQ(first.GetID(), 12);
-    EXPECT_EQ(first.GetName(), "top nodes");
-    EXPECT_EQ(first.GetList().GetData(), (std::vector<int>{1, 2, 3, 8}));
-    EXPECT_EQ(second.GetID(), 3);
-    EXPECT_EQ(second.GetSize(), 0);
     EXPECT_FALSE(is.fail());
+    std::ostringstream again;
+    again << first << second;
+    EXPECT_EQ(again.str(), os.str());
     EXPECT_EQ(ONFNodeGroup::GetBlockID(), 200);
     EXPECT_EQ(ONFElementGroup::GetHeader(), "ONF ELEMENT GROUP DEFINITION");
 }
