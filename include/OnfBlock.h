@@ -184,6 +184,8 @@ public:
     void SetRecordItem(size_t index, Item item, double value);
     void SetRecordItem(size_t index, Item item, double x, double y, double z);
     void SetRecordItem(size_t index, Item item, const BrelonMatrix<3, 1, double>& value);
+    // The first `count` reals of a vector or tensor item (at most as many as it holds).
+    void SetRecordItem(size_t index, Item item, const double* values, size_t count);
     // Interned in the strings pool, or a name of the item's id map.
     void SetRecordItem(size_t index, Item item, const std::string& value);
     // A new list entry (the old one stays in the pool).
@@ -289,6 +291,8 @@ private:
     void WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv, TextLinesWriter& writer,
                    size_t& count) const;
     QSV_IdMap& IdMapOf(QSV_IdType type) const;
+    // True when the key is a name of the block's id map, whose index the id field holds.
+    bool IsKeyedByName() const;
     unsigned char* PayloadPtr(size_t index, size_t bytes);
     const unsigned char* PayloadPtr(size_t index, size_t bytes) const;
     BrelonOnfIntListEntry* ListEntry(size_t listIndex) const;

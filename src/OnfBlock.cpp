@@ -164,6 +164,16 @@ QSV_IdType OnfBlock::DetermineIdType(size_t item) const {
     return item < row.m_NumItems ? row.m_ItemIdTypes[item] : ID_NONE;
 }
 
+bool OnfBlock::IsKeyedByName() const {
+    // A key in the format says how it reads; an implicit key (the format starts with its first
+    // item, often a real or a vector of a result keyed by node) reads as the block's id space
+    // holds its ids, so that node ids never land on the name side of the node map.
+    if (m_IdMap == nullptr || m_FormatString.compare(0, 1, "I") == 0) {
+        return false;
+    }
+    return QSV_ID_TYPE_INFO[m_BlockIdType].keyKind != 0;
+}
+
 QSV_IdMap& OnfBlock::IdMapOf(QSV_IdType type) const {
     return m_Database.GetIdMapsPool().GetIdMap(type);
 }
@@ -438,6 +448,11 @@ void OnfBlock::SetRecordItem(size_t index, Item item, const BrelonMatrix<3, 1, d
     SetRecordItem(index, item, value(0), value(1), value(2));
 }
 
+void OnfBlock::SetRecordItem(size_t index, Item item, const double* values, size_t count) {
+    const size_t bytes = std::min(count * sizeof(double), m_RecMap[item].m_Size);
+    std::memcpy(ItemPtr(index, item), values, bytes - bytes % sizeof(double));
+}
+
 void OnfBlock::SetRecordItem(size_t index, Item item, const std::string& value) {
     const QSV_IdType idType = DetermineIdType(item);
     const size_t handle = idType == ID_NONE
@@ -583,7 +598,7 @@ void OnfBlock::UpdateIdIntLists() {
 
 void OnfBlock::UpdateRecordId(size_t index) {
     int expected = static_cast<int>(index);
-    if (m_IdTrie != nullptr && m_IdMap != nullptr && m_FormatString.compare(0, 1, "S") != 0) {
+    if (m_IdTrie != nullptr && m_IdMap != nullptr && !IsKeyedByName()) {
         expected = m_IdMap->GetId(index);
     }
     int* stored = GetRecordIdPtr(index);

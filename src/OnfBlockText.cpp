@@ -196,14 +196,7 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int&
         }
         return index;
     }
-    // An integer key goes through the integer side of the id map and a name key through its
-    // names. A format that starts with neither `I` nor `S` says nothing about its key, so the
-    // kind of the block's id space decides; that keeps integer ids out of the name side.
-    const std::string& format = GetBlockFormatString();
-    const char first = format.empty() ? '\0' : format[0];
-    const bool byName =
-        first == 'S' || (first != 'I' && QSV_ID_TYPE_INFO[m_BlockIdType].keyKind != 0);
-    if (byName) {
+    if (IsKeyedByName()) {
         // A name key keeps the name's index in its id field, as records set through the
         // abstract interface do: the number the name reads as (0 for most names) would make
         // all records of the block look alike to the writer, which orders them by id.
