@@ -41,8 +41,9 @@ public:
     };
 
     // What happens to a block whose number the catalogue lacks and that has no format section.
-    // Any other value drops such a block without a warning.
-    enum UnknownBlockAction {
+    // Any other value drops such a block without a warning (the fixed underlying type makes
+    // every int a valid value).
+    enum UnknownBlockAction : int {
         UNKNOWN_BLOCK_WARN = 0, // log a warning (level 2) and drop the block
         UNKNOWN_BLOCK_KEEP = 1, // keep the block, silently
     };
