@@ -496,6 +496,8 @@ void ONFDataBlock<T>::ReadFrom(std::istream& is) {
         try {
             is >> item;
         } catch (const QSV_Exception& cause) {
+            // Numbered by the place the group would take in the vector: groups dropped for a
+            // repeated id take none.
             onf_detail::ThrowBlockItemFailure(cause, "161509150210", onf_detail::TAG_DATA_BLOCK,
                                               m_Items.size() + 1);
         }
