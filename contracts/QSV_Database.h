@@ -162,6 +162,10 @@ public:
     virtual size_t SetString(const std::string& text) = 0;
     virtual void DeleteData() = 0;
     virtual void SaveData() const = 0;
+    // Beyond the slots above: copies the record's bytes into the view exactly as stored, so that
+    // integer items with an id space hold external ids, also those their id map lacks. The base
+    // answers false; the id adapters then read through GetRecord, where such an id is lost.
+    virtual bool GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const;
 
     // ---- What the block is -------------------------------------------------------------------
     IndexIterator Begin() const;
@@ -380,9 +384,10 @@ public:
 //
 // On the way out, the block's integer items with an id space of integers are indices of that id
 // map and become ids (an index the map does not hold arrives as -1, as the block reports an id
-// its map lacks); string items become texts (through the id map for an item with an id space,
-// else through the block's strings); integer lists with an id space of integers are indices and
-// become ids, other lists arrive as stored; the key becomes the id, or the name, of the index.
+// its map lacks), unless the block hands out its stored record, which holds the ids themselves;
+// string items become texts (through the id map for an item with an id space, else through the
+// block's strings); integer lists with an id space of integers are indices and become ids, other
+// lists arrive as stored; the key becomes the id, or the name, of the index.
 class QSV_ConstIdDataBlock {
 public:
     QSV_ConstIdDataBlock(const QSV_DataBlock& block, const QSV_IdMapsPool& pool);
@@ -404,7 +409,7 @@ protected:
     // The index of the record keyed `id`, or -1.
     long long FindIndex(int id) const;
     int IndexToId(QSV_IdType type, int index) const;
-    void ReadItem(size_t item, QSV_ConstIdDataRecord& record) const;
+    void ReadItem(size_t item, bool stored, QSV_ConstIdDataRecord& record) const;
     void ReadIntList(int listIndex, QSV_IdType idType, std::vector<int>& values) const;
 
     const QSV_DataBlock& m_ConstBlock;

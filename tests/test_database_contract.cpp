@@ -3,12 +3,15 @@
 // in-memory block and database stand in for the text database; they follow its index face:
 // integer items with an id space come out as indices, go in as ids, lists hold indices.
 #include "BrelonOnfIdMap.h"
+#include "OnfBlockSet.h"
+#include "OnfBlockTextWriter.h"
 #include "QSV_Database.h"
 #include "QSV_Groups.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <map>
 
@@ -121,6 +124,12 @@ public:
         return m_Strings.size();
     }
     void DeleteData() override {}
+    bool GetStoredRecord(size_t i, QSV_ConstDataRecord& record) const override {
+        if (m_HandsOutStored) {
+            std::memcpy(record.GetBuffer(), m_Data[i].data(), m_Data[i].size());
+        }
+        return m_HandsOutStored;
+    }
     void SaveData() const override {
         if (m_Saved) {
             m_Saved->push_back(m_Descriptor.GetInteger(D::RI_ONF_ID));
@@ -128,6 +137,7 @@ public:
     }
 
     static int s_Destroyed;
+    bool m_HandsOutStored = false;
     std::vector<int> m_Ids;
     std::vector<std::vector<unsigned char>> m_Data;
     std::vector<std::vector<int>> m_IntLists{1};
@@ -443,6 +453,23 @@ TEST_F(TwoDatabases, CopyRebasesKeysReferencesAndListsOntoTheTargetMaps) {
     EXPECT_FALSE(readTo.GetRecord(8, b));
 }
 
+TEST_F(TwoDatabases, AReferenceTheMapLacksSurvivesOnlyThroughTheStoredRecord) {
+    auto& block = static_cast<MemBlock&>(from.FetchDataBlock(Descriptor(140), 0));
+    from.m_Pool.GetIdMap(ID_ELEMENT).FetchIdx(7);
+    QSV_DataRecord raw(block);
+    raw.SetInteger(4, 12); // a material that no map knows
+    block.SetRecord(0, raw);
+    for (bool stored : {false, true}) {
+        block.m_HandsOutStored = stored;
+        BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern());
+        auto& target = static_cast<MemBlock&>(to.GetDataBlock(Descriptor(140)));
+        target.m_HandsOutStored = true; // read back what the copy stored
+        QSV_ConstIdDataRecord copied(target);
+        ASSERT_TRUE(QSV_ConstIdDataBlock(target, to.m_Pool).GetRecord(7, copied));
+        EXPECT_EQ(copied.GetInteger(4), stored ? 12 : -1);
+    }
+}
+
 TEST_F(TwoDatabases, NamesTextsAndRealListsTravelByValue) {
     // A block keyed by names, its list in element ids.
     {
@@ -554,4 +581,104 @@ TEST(GroupMap, HoldsOwnedCopiesByItemTypeInNameOrder) {
                 QSV_GroupDescriptor("a", ITEM_TYPE_NODE));
     EXPECT_TRUE(QSV_GroupDescriptor("a", ITEM_TYPE_NODE) <
                 QSV_GroupDescriptor("b", ITEM_TYPE_NODE));
+}
+
+// ---- Copies between two text databases ----------------------------------------------------------
+
+namespace {
+
+using Item = QSV_DataRecordItem::DataRecordItem;
+
+// Two block sets whose node maps give the same ids different indices.
+struct TwoTextDatabases : ::testing::Test {
+    OnfBlockSet from;
+    OnfBlockSet to;
+    void SetUp() override {
+        from.InitDb(QSV_DatabaseDefs::ACCESS_READ_WRITE, 1024, L"", nullptr);
+        to.InitDb(QSV_DatabaseDefs::ACCESS_READ_WRITE, 1024, L"", nullptr);
+        for (int id : {10, 20, 30}) {
+            from.GetIdMapsPool().GetIdMap(ID_NODE).FetchIdx(id);
+        }
+        for (int id : {99, 30, 20, 10}) {
+            to.GetIdMapsPool().GetIdMap(ID_NODE).FetchIdx(id);
+        }
+    }
+    // The set as ONF text, without a file header.
+    static std::string Text(const OnfBlockSet& set) {
+        FILE* stream = std::tmpfile();
+        {
+            OnfBlockTextWriter writer(stream);
+            set.WriteSet(writer);
+        }
+        std::fflush(stream);
+        std::rewind(stream);
+        std::string text;
+        char buffer[4096];
+        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, stream)) > 0;) {
+            text.append(buffer, n);
+        }
+        std::fclose(stream);
+        return text;
+    }
+};
+
+} // namespace
+
+TEST_F(TwoTextDatabases, CopyKeepsIdsListsAndStringsDespiteOtherIndices) {
+    bool created = false;
+    OnfBlock& elements = from.AddEmptyBlock(static_cast<QSV_OnfId>(140));
+    const size_t e = elements.GetWarrantedRecordIdx(7, created);
+    elements.SetRecordItem(e, QSV_DataRecordItem::ELEM_ITEM_TYPE, 5);
+    elements.SetRecordItem(e, QSV_DataRecordItem::ELEM_ITEM_PROPERTY, 77);
+    // A typed write enters the material into its map; a reference the map lacks would cross
+    // only through a block that hands out its stored record.
+    elements.SetRecordItem(e, QSV_DataRecordItem::ELEM_ITEM_MATERIAL, 0);
+    elements.SetRecordItem(e, QSV_DataRecordItem::ELEM_ITEM_NODES, std::vector<int>{30, 10, 20},
+                           ONF_INT_LIST_ORDERED);
+    elements.TransferSetSize(e, QSV_DataRecordItem::ELEM_ITEM_NODES,
+                             QSV_DataRecordItem::ELEM_ITEM_NUM_NODES);
+    OnfBlock& groups = from.AddEmptyBlock(static_cast<QSV_OnfId>(200));
+    const size_t g = groups.GetWarrantedRecordIdx(1, created);
+    groups.SetRecordItem(g, QSV_DataRecordItem::GROUP_ITEM_NAME, std::string("left"));
+    groups.SetRecordItem(g, QSV_DataRecordItem::GROUP_ITEM_MEMBERS, std::vector<int>{30, 10},
+                         ONF_INT_LIST_ORDERED);
+    groups.TransferSetSize(g, QSV_DataRecordItem::GROUP_ITEM_MEMBERS,
+                           QSV_DataRecordItem::GROUP_ITEM_SIZE);
+    {
+        QSV_IdDataBlock faces(from.FetchDataBlock(Descriptor(10032), 0), from.GetIdMapsPool(),
+                              true);
+        QSV_IdDataRecord record(faces.GetBlock());
+        record.SetIntList(1, {5, 6});
+        faces.SetRecord("faces", record);
+    }
+    from.AddEmptyBlock(static_cast<QSV_OnfId>(210));
+    // Lists written through the typed face are held in ids only; the index face needs them in
+    // indices as well.
+    from.UpdateForExport();
+
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern()), 3u);
+    EXPECT_FALSE(to.HasBlock(static_cast<QSV_OnfId>(210)));
+    EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern(), 1), 4u);
+
+    const OnfBlock& copied = to.GetBlock(static_cast<QSV_OnfId>(140));
+    const long long index = copied.GetRecordIdx(7);
+    ASSERT_GE(index, 0);
+    const size_t at = static_cast<size_t>(index);
+    EXPECT_EQ(copied.GetIntList(at, QSV_DataRecordItem::ELEM_ITEM_NODES),
+              (std::vector<int>{30, 10, 20}));
+    EXPECT_EQ(copied.GetInt(at, QSV_DataRecordItem::ELEM_ITEM_PROPERTY), 77);
+    QSV_ConstDataRecord view(copied);
+    copied.GetRecord(at, view);
+    std::vector<int> indices;
+    view.GetIntList(QSV_DataRecordItem::ELEM_ITEM_NODES, indices);
+    EXPECT_EQ(indices, (std::vector<int>{1, 3, 2}));
+
+    const OnfBlock& copiedGroups = to.GetBlock(static_cast<QSV_OnfId>(200));
+    const size_t gi = static_cast<size_t>(copiedGroups.GetRecordIdx(1));
+    EXPECT_STREQ(copiedGroups.GetString(gi, QSV_DataRecordItem::GROUP_ITEM_NAME), "left");
+    EXPECT_EQ(copiedGroups.GetIntList(gi, QSV_DataRecordItem::GROUP_ITEM_MEMBERS),
+              (std::vector<int>{30, 10}));
+
+    // Both sets write the same text.
+    EXPECT_EQ(Text(to), Text(from));
 }

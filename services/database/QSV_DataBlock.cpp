@@ -304,6 +304,10 @@ size_t QSV_DataBlock::StoreIntSet(const QSV_IntSetIntvl<int>& set) {
     return SetIntList(values.data(), values.size());
 }
 
+bool QSV_DataBlock::GetStoredRecord(size_t, QSV_ConstDataRecord&) const {
+    return false;
+}
+
 size_t QSV_DataBlock::SetIntList(const QSV_IntArray& values) {
     return SetIntList(values.Data(), values.Size());
 }

@@ -251,7 +251,12 @@ bool QSV_ConstIdDataBlock::GetRecordByIndex(size_t index, QSV_ConstIdDataRecord&
     if (record.m_Block != &m_ConstBlock) {
         record = QSV_ConstIdDataRecord(m_ConstBlock);
     }
-    m_ConstBlock.GetRecord(index, m_View);
+    // A block that hands out its stored bytes keeps every referenced id, known to its map or
+    // not; through GetRecord an id the map lacks arrives as -1.
+    const bool stored = m_ConstBlock.GetStoredRecord(index, m_View);
+    if (!stored) {
+        m_ConstBlock.GetRecord(index, m_View);
+    }
     record.Reset();
     std::memcpy(record.m_Fixed.data(), m_View.GetBuffer(),
                 std::min(record.m_Fixed.size(), m_View.GetBufferSize()));
@@ -261,7 +266,7 @@ bool QSV_ConstIdDataBlock::GetRecordByIndex(size_t index, QSV_ConstIdDataRecord&
             m_ConstBlock.GetItemBufferOffset(item) + 4 > record.m_Fixed.size()) {
             continue; // no bytes of its own in the record buffer
         }
-        ReadItem(item, record);
+        ReadItem(item, stored, record);
     }
     const QSV_IdType keyType = m_ConstBlock.GetBlockIdType();
     const int intIndex = static_cast<int>(index);
@@ -278,7 +283,7 @@ bool QSV_ConstIdDataBlock::GetRecordByIndex(size_t index, QSV_ConstIdDataRecord&
 }
 
 // Turns what the block delivered for one item into its database-independent form.
-void QSV_ConstIdDataBlock::ReadItem(size_t item, QSV_ConstIdDataRecord& record) const {
+void QSV_ConstIdDataBlock::ReadItem(size_t item, bool stored, QSV_ConstIdDataRecord& record) const {
     const BlockDataType type = m_ConstBlock.GetItemType(item);
     const QSV_IdType idType = m_ConstBlock.GetItemIdType(item);
     unsigned char* bytes = record.m_Fixed.data() + m_ConstBlock.GetItemBufferOffset(item);
@@ -287,7 +292,7 @@ void QSV_ConstIdDataBlock::ReadItem(size_t item, QSV_ConstIdDataRecord& record) 
     const int zero = 0;
     switch (type) {
     case BDT_INTEGER:
-        if (IsIntegerIdSpace(idType)) {
+        if (!stored && IsIntegerIdSpace(idType)) {
             const int id = IndexToId(idType, raw);
             std::memcpy(bytes, &id, 4);
         }
