@@ -1,0 +1,6 @@
+# The model file: coordinate systems, nodes, elements, loads, properties and queries.
+target_sources(BrelonOnfEngine PRIVATE
+    src/OnfModelCs.cpp
+    src/OnfModelFile.cpp
+    src/OnfModelFileLoads.cpp
+    src/OnfModelFileProperties.cpp)
