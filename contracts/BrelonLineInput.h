@@ -33,7 +33,8 @@ protected:
 // of pointers into it. A line feed, a carriage return followed by a line feed, and a lone
 // carriage return each end a line, and no line keeps its line end, so a file reads alike
 // whatever platform wrote it. A final line without a line end is a line; a line end as the last
-// bytes adds no empty line. A NUL byte inside a line ends that line's text early.
+// bytes adds no empty line. A NUL byte inside a line ends that line's text early. A UTF-8 byte
+// order mark at the very start is dropped.
 class TextLinesParser {
 public:
     TextLinesParser();

@@ -46,6 +46,7 @@ TEST(TextLinesParser, EveryLineEndCutsAndNoneStaysOnTheLine) {
         {"   -1  \r\n110\n", {"   -1  ", "110"}},
         {std::string("a\0b\nc", 5), {"a", "c"}}, // a NUL ends the line's text
         {std::string("\0\0", 2), {""}},
+        {"\xEF\xBB\xBF   -1\n\xEF\xBB\xBF", {"   -1", "\xEF\xBB\xBF"}}, // only a leading mark goes
     };
     for (const auto& c : cases) {
         TextLinesParser parser;
@@ -245,18 +246,6 @@ TEST(DataDescriptor, ItemsMaskAndTypeChecks) {
                   "The block descriptor has no ONF block number (item ONF_ID), so it cannot "
                   "identify a block.");
     EXPECT_NO_THROW(plain.CheckValidity());
-}
-
-TEST(DataDescriptor, KeyTableHasCapitalsOnlyAndUniqueNames) {
-    for (int i = 0; i < DD::NUM_ITEMS; ++i) {
-        const std::string name = DD::RD_NAME_TYPE_ITEMS[i].name;
-        EXPECT_EQ(name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_"), std::string::npos);
-        for (int j = 0; j < i; ++j) {
-            EXPECT_NE(name, DD::RD_NAME_TYPE_ITEMS[j].name);
-        }
-    }
-    EXPECT_STREQ(DD::RD_NAME_TYPE_ITEMS[DD::RI_ONF_ID].name, "ONF_ID");
-    EXPECT_EQ(DD::RD_NAME_TYPE_ITEMS[DD::RI_ONF_ID].type, DD::ITEM_TYPE_INTEGER);
 }
 
 TEST(DataDescriptor, OrderIsStrictWeakAndSortsByBlockNumberFirst) {

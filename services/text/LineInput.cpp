@@ -132,6 +132,11 @@ void TextLinesParser::CutIntoLines(size_t size) {
     char* const end = p + size;
     *end = '\0';
     m_Lines.clear();
+    // Editors on some platforms put a UTF-8 byte order mark in front of a text; it is no
+    // part of the first line.
+    if (size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
+        p += 3;
+    }
     // The next line feed is searched once and kept while lone carriage returns cut the text
     // in front of it, so a file of carriage returns only is cut in one pass.
     char* lf = nullptr;
