@@ -1,0 +1,221 @@
+// Record access on both faces of a block: slots and ids, the id translations of the abstract
+// interface and their failures, lists, and the block set's record handles.
+#include "BrelonOnfIdMap.h"
+#include "OnfBlockSet.h"
+#include "test_block_util.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Item = OnfBlock::Item;
+const Item kItem1 = static_cast<Item>(1);
+const Item kItem2 = static_cast<Item>(2);
+const Item kItem3 = static_cast<Item>(3);
+
+OnfBlock& CustomBlock(OnfBlockSet& db, const std::string& format) {
+    return static_cast<OnfBlock&>(
+        db.CreateDataBlock(QSV_DataDescriptor(static_cast<QSV_OnfId>(5000)), 0, 0, format));
+}
+
+size_t Warranted(OnfBlock& block, int id, bool expectCreated = true) {
+    bool created = false;
+    const size_t index = block.GetWarrantedRecordIdx(id, created);
+    EXPECT_EQ(created, expectCreated) << id;
+    return index;
+}
+
+template <typename F>
+void ExpectFailure(F&& f, const char* id, const char* tag, const std::string& message) {
+    try {
+        f();
+        ADD_FAILURE() << "no failure: " << message;
+    } catch (const QSV_Failure& failure) {
+        EXPECT_EQ(failure.GetMessage(), message);
+        EXPECT_EQ(failure.GetId(), id);
+        EXPECT_EQ(failure.GetLogTag(), tag);
+    }
+}
+
+TEST(BlockLayout, RecordMapFollowsTheFormat) {
+    OnfBlockSet db;
+    struct Case {
+        const char* format;
+        std::vector<size_t> offsets;
+        std::vector<int> types;
+    };
+    const Case cases[] = {
+        {"", {0}, {BDT_INTEGER}},
+        {"RRb", {0, 4, 12}, {BDT_INTEGER, BDT_REAL, BDT_REAL}},
+        {"I|SF", {0, 4, 8}, {BDT_INTEGER, BDT_STRING, BDT_FLOAT}},
+        {"iIrRfVTLODb",
+         {0, 4, 8, 12, 20, 28, 32, 56, 104, 108, 112},
+         {1, BDT_INTEGER, BDT_INTEGER, BDT_REAL, BDT_REAL, BDT_FLOAT, BDT_VECTOR, BDT_TENSOR,
+          BDT_INT_LIST, BDT_ORDERED_LIST, BDT_DOUBLE_LIST}},
+    };
+    for (const Case& c : cases) {
+        const OnfBlock& block = CustomBlock(db, c.format);
+        ASSERT_EQ(block.GetNumRecordItems(), c.offsets.size()) << c.format;
+        for (size_t item = 0; item < c.offsets.size(); ++item) {
+            EXPECT_EQ(block.GetRecordMapEntry(item).m_Offset, c.offsets[item]) << c.format;
+            EXPECT_EQ(block.GetRecordMapEntry(item).m_Type, c.types[item]) << c.format;
+        }
+    }
+    EXPECT_EQ(OnfBlock::m_BasicTypesMap[static_cast<int>('i')], 10);
+    EXPECT_EQ(OnfBlock::m_BasicTypesMap[static_cast<int>('r')], 11);
+    EXPECT_EQ(OnfBlock::m_BasicTypesMap[static_cast<int>('b')], -1);
+}
+
+TEST(BlockRecords, EmptyAndDeletedRecords) {
+    OnfBlockSet db;
+    OnfBlock& block = db.AddEmptyBlock(static_cast<QSV_OnfId>(110));
+    EXPECT_EQ(block.GetMinId(), -1);
+    EXPECT_EQ(block.GetMaxId(), 0);
+    EXPECT_EQ(block.GetMaxIndex(), -1);
+    const size_t first = Warranted(block, 40);
+    Warranted(block, 40, false);
+    Warranted(block, 7);
+    EXPECT_EQ(block.GetMinId(), 40);
+    EXPECT_EQ(block.GetMaxId(), 7);
+    EXPECT_TRUE(block.DeleteRecord(first));
+    EXPECT_FALSE(block.DeleteRecord(first));
+    EXPECT_FALSE(block.HasRecord(40));
+    EXPECT_EQ(block.GetRecordIdx(40), -1);
+    block.DeleteRecord(static_cast<size_t>(block.GetRecordIdx(7)));
+    EXPECT_EQ(block.GetNumRecords(), 0u);
+    EXPECT_EQ(block.GetMaxIndex(), -1);
+    // The id map keeps its entry, so the same id finds the same slot again.
+    EXPECT_EQ(Warranted(block, 40), first);
+}
+
+TEST(BlockRecords, DirectIndexedIds) {
+    OnfBlockSet db;
+    OnfBlock& block = CustomBlock(db, "Ib");
+    EXPECT_EQ(Warranted(block, 5), 5u);
+    EXPECT_EQ(block.GetNumRecords(), 1u);
+    EXPECT_FALSE(block.HasRecord(static_cast<size_t>(4)));
+    EXPECT_TRUE(block.HasRecord(5));
+    EXPECT_EQ(block.GetRecordIdx(6), -1);
+    EXPECT_EQ(block.GetRecordIdx(-3), -1);
+    ExpectFailure([&] { Warranted(block, -3); }, "", "|%P|BrelonOnfEngine|OnfBlock",
+                  "The id -3 cannot be used in ONF block -1, whose records are indexed by their "
+                  "ids.");
+    QSV_IntSetIntvl<int> set;
+    for (int id : {9, 7, 8, 1}) {
+        block.SetRecordItem(Warranted(block, id), kItem1, id);
+    }
+    block.SetRecordItem(5, kItem1, 5);
+    block.GetIdSet(set, kItem1);
+    EXPECT_EQ(set.GetBounds(), (std::vector<int>{1, 1, 5, 5, 7, 9}));
+    std::vector<int> ids;
+    block.GetIdSet(ids);
+    EXPECT_EQ(ids, (std::vector<int>{1, 5, 7, 8, 9}));
+}
+
+TEST(BlockRecords, KeyThatTheIdMapGaveAnotherRecordFails) {
+    OnfBlockSet db;
+    OnfBlock& nodes = db.AddEmptyBlock(static_cast<QSV_OnfId>(110));
+    const size_t a = Warranted(nodes, 5);
+    Warranted(nodes, 7);
+    ExpectFailure([&] { nodes.SetRecordItem(a, QSV_DataRecordItem::ITEM_ID, 7); }, "",
+                  "|%P|BrelonOnfEngine|OnfBlock",
+                  "The container for Onf block 110 (ONF_NODES) already has a record with id = 7");
+    EXPECT_EQ(nodes.GetId(a), 7); // written before the test
+}
+
+TEST(BlockRecords, AbstractFaceSpeaksInIndices) {
+    OnfBlockSet db;
+    OnfBlock& nodes = db.AddEmptyBlock(static_cast<QSV_OnfId>(110)); // items 1, 2: systems
+    const size_t index = Warranted(nodes, 5);
+    nodes.SetRecordItem(index, kItem1, 42);
+    nodes.SetRecordItem(index, kItem2, 43);
+    QSV_DataRecord record(nodes);
+    nodes.GetRecord(index, record);
+    EXPECT_EQ(record.GetInteger(1), 0); // the systems' indices
+    EXPECT_EQ(record.GetInteger(2), 1);
+    record.SetInteger(1, 77);
+    nodes.SetRecord(index, record); // stored as given, no translation back
+    EXPECT_EQ(nodes.GetInt(index, kItem1), 77);
+    nodes.SetInteger(index, 1); // the index of system 43
+    EXPECT_EQ(nodes.GetInt(index, kItem1), 43);
+    EXPECT_EQ(nodes.GetInteger(index), 1);
+
+    const int values[] = {4, 5, 6};
+    const size_t list = nodes.SetIntList(values, 3);
+    EXPECT_EQ(nodes.GetIntListLen(list), 3u);
+    QSV_IntArray array;
+    nodes.GetIntList(list, array);
+    EXPECT_EQ(std::vector<int>(array.Data(), array.Data() + array.Size()),
+              (std::vector<int>{4, 5, 6}));
+    const double reals[] = {0.5, 1.5};
+    const size_t realList = nodes.SetDoubleList(reals, 2);
+    EXPECT_EQ(nodes.GetDoubleListLen(realList), 2u);
+    std::string text;
+    nodes.GetString(nodes.SetString("label"), text);
+    EXPECT_EQ(text, "label");
+}
+
+TEST(BlockRecords, ScalarFamilyKeepsIdsConsistent) {
+    OnfBlockSet db;
+    OnfBlock& block = CustomBlock(db, "Rb");
+    block.SetScalar(10, 2.5);
+    EXPECT_EQ(block.GetScalar(10), 2.5);
+    EXPECT_EQ(block.GetId(10), 10);
+    EXPECT_EQ(block.GetNumRecords(), 1u);
+    Warranted(block, 3);
+    // The lost percent sign of the message shows the index where the stored id should be.
+    block.SetRecordItem(3, QSV_DataRecordItem::ITEM_ID, 8);
+    ExpectFailure([&] { block.SetScalar(3, 1.0); }, "052719042098", "|%P|BrelonOnfEngine|OnfBlock",
+                  "ID-mapping seems to deliver a different ID for record with index Iu\nID from "
+                  "ID-mapping: 3\nID already stored in record: 3");
+    OnfBlock& keys = CustomBlock(db, "b");
+    ExpectFailure([&] { keys.SetScalar(1, 1.0); }, "", "|%P|BrelonOnfEngine|OnfBlock",
+                  "ONF block -1 has no item 1 that can hold 4 bytes.");
+}
+
+TEST(BlockLists, ExtendAndTransferSize) {
+    OnfBlockSet db;
+    OnfBlock& block = CustomBlock(db, "IbObLb");
+    const size_t index = Warranted(block, 1);
+    for (int value : {5, 3, 5, 9}) {
+        block.ExtendIntList(index, kItem2, value);
+        block.ExtendIntList(index, kItem3, value);
+    }
+    block.ExtendIntList(index, kItem3, std::vector<int>{1, 2});
+    EXPECT_EQ(block.GetIntList(index, kItem2), (std::vector<int>{3, 5, 9}));
+    EXPECT_EQ(block.GetIntList(index, kItem3), (std::vector<int>{5, 3, 5, 9, 1, 2}));
+    block.TransferSetSize(index, kItem3, kItem1);
+    EXPECT_EQ(block.GetInt(index, kItem1), 6);
+    block.SetRecordItem(index, kItem2, std::vector<int>{4, 4, 2}, ONF_INT_LIST_SORTED);
+    block.SetRecordItem(index, kItem3, std::vector<int>{4, 4, 2}, ONF_INT_LIST_ORDERED);
+    EXPECT_EQ(block.GetIntList(index, kItem2), (std::vector<int>{2, 4}));
+    EXPECT_EQ(block.GetIntList(index, kItem3), (std::vector<int>{4, 4, 2}));
+    // After the database cleared its lists a held reference reads as no list.
+    db.Clear();
+    EXPECT_TRUE(block.GetIntList(7).empty());
+}
+
+TEST(BlockSet, RecordHandles) {
+    OnfBlockSet db;
+    OnfBlock& nodes = db.AddEmptyBlock(static_cast<QSV_OnfId>(110));
+    EXPECT_EQ(&db.AddEmptyBlock(static_cast<QSV_OnfId>(110)), &nodes);
+    const size_t index = Warranted(nodes, 12);
+    nodes.SetRecordItem(index, kItem3, 1.0, 2.0, 3.0);
+    const OnfObject object = db.GetOnfObject(static_cast<QSV_OnfId>(110), 12);
+    EXPECT_EQ(object.m_Block, &nodes);
+    EXPECT_EQ(object.m_Index, index);
+    const OnfConstObject constObject = db.GetConstObject(static_cast<QSV_OnfId>(110), 12);
+    EXPECT_EQ(OnfBlock::GetVector(constObject, kItem3)(2), 3.0);
+    nodes.DeleteRecord(index);
+    const char* tag = "|%P|BrelonOnfEngine|OnfBlockSet";
+    const char* message = "The item with id 12 was not located in block 110.";
+    ExpectFailure([&] { db.GetOnfObject(static_cast<QSV_OnfId>(110), 12); }, "155856310811", tag,
+                  message);
+    ExpectFailure([&] { db.GetConstObject(static_cast<QSV_OnfId>(110), 12); }, "155455310811", tag,
+                  message);
+    db.RemoveBlock(static_cast<QSV_OnfId>(110));
+    EXPECT_FALSE(db.HasBlock(static_cast<QSV_OnfId>(110)));
+    EXPECT_NE(db.GetHelpers(), nullptr);
+}
+
+} // namespace
