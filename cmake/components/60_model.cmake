@@ -3,4 +3,5 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfModelCs.cpp
     src/OnfModelFile.cpp
     src/OnfModelFileLoads.cpp
-    src/OnfModelFileProperties.cpp)
+    src/OnfModelFileProperties.cpp
+    src/OnfModelFileQueries.cpp)
