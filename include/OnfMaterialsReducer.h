@@ -106,4 +106,5 @@ private:
     OnfBlock* m_Block = nullptr;
     std::vector<MaterialRecord> m_NewRecords;
     std::map<int, std::set<size_t>> m_MaterialSets;
+    int m_MaxOldId = 0; // largest id of block 821 when clustering started
 };

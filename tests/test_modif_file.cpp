@@ -1,0 +1,3 @@
+#include "OnfModifFile.h"
+
+#include <gtest/gtest.h>
