@@ -166,6 +166,9 @@ public:
     // integer items with an id space hold external ids, also those their id map lacks. The base
     // answers false; the id adapters then read through GetRecord, where such an id is lost.
     virtual bool GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const;
+    // Likewise for an integer list: its values as stored, in external ids where the list's item
+    // has an id space. The base answers false; the adapters then take GetIntList as indices.
+    virtual bool GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const;
 
     // ---- What the block is -------------------------------------------------------------------
     IndexIterator Begin() const;
@@ -386,8 +389,9 @@ public:
 // map and become ids (an index the map does not hold arrives as -1, as the block reports an id
 // its map lacks), unless the block hands out its stored record, which holds the ids themselves;
 // string items become texts (through the id map for an item with an id space, else through the
-// block's strings); integer lists with an id space of integers are indices and become ids, other
-// lists arrive as stored; the key becomes the id, or the name, of the index.
+// block's strings); integer lists with an id space of integers are indices and become ids (or
+// come as stored ids where the block offers them), other lists arrive as stored; the key becomes
+// the id, or the name, of the index.
 class QSV_ConstIdDataBlock {
 public:
     QSV_ConstIdDataBlock(const QSV_DataBlock& block, const QSV_IdMapsPool& pool);

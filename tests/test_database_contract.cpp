@@ -130,6 +130,10 @@ public:
         }
         return m_HandsOutStored;
     }
+    bool GetStoredIntList(size_t li, QSV_IntArray& out) const override {
+        out.Assign(m_IntLists[li].data(), m_IntLists[li].size());
+        return m_HandsOutStored;
+    }
     void SaveData() const override {
         if (m_Saved) {
             m_Saved->push_back(m_Descriptor.GetInteger(D::RI_ONF_ID));
@@ -453,20 +457,21 @@ TEST_F(TwoDatabases, CopyRebasesKeysReferencesAndListsOntoTheTargetMaps) {
     EXPECT_FALSE(readTo.GetRecord(8, b));
 }
 
-TEST_F(TwoDatabases, AReferenceTheMapLacksSurvivesOnlyThroughTheStoredRecord) {
+TEST_F(TwoDatabases, AnIdTheMapLacksSurvivesOnlyThroughStoredValues) {
     auto& block = static_cast<MemBlock&>(from.FetchDataBlock(Descriptor(140), 0));
     from.m_Pool.GetIdMap(ID_ELEMENT).FetchIdx(7);
     QSV_DataRecord raw(block);
-    raw.SetInteger(4, 12); // a material that no map knows
+    raw.SetInteger(4, 12);   // a material that no map knows
+    raw.SetIntList(8, {31}); // node ids as the block stores them, unknown to the map
     block.SetRecord(0, raw);
     for (bool stored : {false, true}) {
         block.m_HandsOutStored = stored;
         BrelonDatabaseUtils::copy_datablocks(from, to, QSV_DataDescriptorPattern());
         auto& target = static_cast<MemBlock&>(to.GetDataBlock(Descriptor(140)));
-        target.m_HandsOutStored = true; // read back what the copy stored
         QSV_ConstIdDataRecord copied(target);
         ASSERT_TRUE(QSV_ConstIdDataBlock(target, to.m_Pool).GetRecord(7, copied));
         EXPECT_EQ(copied.GetInteger(4), stored ? 12 : -1);
+        EXPECT_EQ(copied.GetIntList(8), std::vector<int>{stored ? 31 : -1});
     }
 }
 

@@ -308,6 +308,10 @@ bool QSV_DataBlock::GetStoredRecord(size_t, QSV_ConstDataRecord&) const {
     return false;
 }
 
+bool QSV_DataBlock::GetStoredIntList(size_t, QSV_IntArray&) const {
+    return false;
+}
+
 size_t QSV_DataBlock::SetIntList(const QSV_IntArray& values) {
     return SetIntList(values.Data(), values.Size());
 }

@@ -333,6 +333,13 @@ void QSV_ConstIdDataBlock::ReadIntList(int listIndex, QSV_IdType idType,
         return;
     }
     QSV_IntArray list;
+    // Ids as stored need no map; indices from the index face do, and an id that the map lost
+    // comes out as -1.
+    if (IsIntegerIdSpace(idType) &&
+        m_ConstBlock.GetStoredIntList(static_cast<size_t>(listIndex), list)) {
+        values.assign(list.Data(), list.Data() + list.Size());
+        return;
+    }
     m_ConstBlock.GetIntList(static_cast<size_t>(listIndex), list);
     values.assign(list.Data(), list.Data() + list.Size());
     if (IsIntegerIdSpace(idType)) {
