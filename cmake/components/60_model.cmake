@@ -5,3 +5,4 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfModelFileLoads.cpp
     src/OnfModelFileProperties.cpp
     src/OnfModelFileQueries.cpp)
+onf_add_test(test_model_cs tests/test_model_cs.cpp)
