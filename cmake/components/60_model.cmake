@@ -4,5 +4,6 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfModelFile.cpp
     src/OnfModelFileLoads.cpp
     src/OnfModelFileProperties.cpp
-    src/OnfModelFileQueries.cpp)
+    src/OnfModelFileQueries.cpp
+    src/OnfModelFileInit.cpp)
 onf_add_test(test_model_cs tests/test_model_cs.cpp)
