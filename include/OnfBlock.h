@@ -251,6 +251,10 @@ public:
     void DeleteData() override;
     // Writes the block through the database's active writer.
     void SaveData() const override;
+    // The record's bytes as stored: integer items hold external ids. Always true.
+    bool GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const override;
+    // The list in external ids where the entry has it; false for a list held only as indices.
+    bool GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const override;
 
 protected:
     // Writes one record: at most ten values a line, `b` ends a line.

@@ -685,6 +685,21 @@ void OnfBlock::GetRecord(size_t index, QSV_ConstDataRecord& record) const {
     }
 }
 
+bool OnfBlock::GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const {
+    const unsigned char* data = static_cast<const unsigned char*>(m_Records.RecordData(index)) + 4;
+    std::memcpy(record.GetBuffer(), data, std::min(record.GetBufferSize(), m_RecordDataSize));
+    return true;
+}
+
+bool OnfBlock::GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const {
+    const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
+    if (entry == nullptr || !entry->ids) {
+        return false;
+    }
+    ids.Assign(entry->ids->data(), entry->ids->size());
+    return true;
+}
+
 void OnfBlock::SetInteger(size_t index, int value) {
     unsigned char* where = PayloadPtr(index, sizeof(int32_t));
     const QSV_IdType idType = DetermineIdType(1);

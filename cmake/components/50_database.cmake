@@ -2,3 +2,4 @@
 target_sources(BrelonOnfEngine PRIVATE
     src/OnfBlockTextWriter.cpp
     src/BrelonOnfTxtDatabase.cpp)
+onf_add_test(test_database tests/test_database.cpp)
