@@ -202,7 +202,7 @@ struct QSV_OnfMetaData {
     // Bytes of a record without its 4-byte id field.
     size_t m_RecordDataSize;
     std::string m_FormatString;
-    uint32_t m_Flags;
+    uint32_t m_Flags; // QSV_OnfBlockFlags: the file kinds that carry the block
     QSV_IdType m_BlockIdType;
     // One line for users of `onf catalogue`.
     std::string m_Description;
