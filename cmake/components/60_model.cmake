@@ -6,4 +6,4 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfModelFileProperties.cpp
     src/OnfModelFileQueries.cpp
     src/OnfModelFileInit.cpp)
-onf_add_test(test_model_cs tests/test_model_cs.cpp)
+onf_add_test(test_model tests/test_model_cs.cpp tests/test_model_file.cpp)
