@@ -6,4 +6,5 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfModelFileProperties.cpp
     src/OnfModelFileQueries.cpp
     src/OnfModelFileInit.cpp)
-onf_add_test(test_model tests/test_model_cs.cpp tests/test_model_file.cpp)
+onf_add_test(test_model tests/test_model_cs.cpp tests/test_model_file.cpp
+    tests/test_model_io.cpp)
