@@ -312,6 +312,25 @@ TEST(DataRecord, EqualityComparesTheBytes) {
     EXPECT_TRUE(a != b);
 }
 
+TEST(DataBlockBase, IndicesRunsAndIntSets) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "IbOb", pool);
+    QSV_DataRecord record(block);
+    for (size_t index : {0, 1, 2, 5, 7, 8}) {
+        block.SetRecord(index, record);
+    }
+    block.m_Ids[7] = -1; // a deleted record
+    EXPECT_EQ(block.GetRecordIndices().GetBounds(), (std::vector<int>{0, 2, 5, 5, 8, 8}));
+    std::vector<size_t> indices;
+    block.GetRecordIndices(indices);
+    EXPECT_EQ(indices, (std::vector<size_t>{0, 1, 2, 5, 8}));
+    EXPECT_EQ(block.End().GetIndex(), 9u);
+
+    const size_t list = block.StoreIntSet(QSV_IntSetIntvl<int>(std::vector<int>{9, 3, 4, 3}));
+    EXPECT_EQ(block.m_IntLists[list], (std::vector<int>{3, 4, 9}));
+    EXPECT_EQ(block.RetrieveIntSet(list).GetBounds(), (std::vector<int>{3, 4, 9, 9}));
+}
+
 // ---- Block set, database base, patterns ---------------------------------------------------------
 
 TEST(DataBlockSet, HoldsBlocksInDescriptorOrderAndFailsForUnknownOnes) {
