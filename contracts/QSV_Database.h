@@ -171,7 +171,9 @@ public:
     virtual bool GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const;
 
     // ---- What the block is -------------------------------------------------------------------
+    // The first valid index; walk with `for (auto it = Begin(); it.IsValid(); ++it)`.
     IndexIterator Begin() const;
+    // Past the last valid index. Each call asks GetMaxIndex() anew: take it once, outside a loop.
     IndexIterator End() const;
 
     const QSV_DataDescriptor& GetDescriptor() const { return m_Descriptor; }
