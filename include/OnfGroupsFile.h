@@ -21,14 +21,6 @@ class OnfModelFile;
 
 class OnfGroupsFile : public OnfBlockSet {
 public:
-    // Items of a group record, alike in blocks 200 and 210.
-    enum GroupItem {
-        GROUP_ITEM_ID = 0,     // group id
-        GROUP_ITEM_SIZE = 1,   // number of members, kept equal to the list's length
-        GROUP_ITEM_NAME = 2,   // group name
-        GROUP_ITEM_MEMBERS = 3 // member ids, in the given order
-    };
-
     // An empty groups file (empty blocks 200 and 210) that Read and Write use at `name`, taken
     // as given. Nothing is read here.
     explicit OnfGroupsFile(const std::wstring& name);
@@ -78,7 +70,7 @@ private:
                            const std::vector<int>& members);
     bool AppendSuiteGroup(int id, const QSV_Group& group, const QSV_IdMapsPool& pool);
     void RenameDuplicatedNames(QSV_OnfId block, const char* word);
-    // The last valid id of the block scanning from the back, plus 1; 1 for an empty block.
+    // The id for a copy made by CheckIdenticalNames.
     int NextGroupId(QSV_OnfId block) const;
     static bool CompareSets(const std::vector<int>& first, const std::vector<int>& second);
 

@@ -13,14 +13,6 @@
 
 class OnfInitFile : public OnfBlockSet {
 public:
-    // Items of a block 97 record.
-    enum InitItem {
-        INIT_ITEM_BLOCK = 0,    // the ONF block number, also the record id
-        INIT_ITEM_FIRST_ID = 1, // first record id
-        INIT_ITEM_LAST_ID = 2,  // last record id
-        INIT_ITEM_COUNT = 3     // number of records
-    };
-
     // An empty init file (the empty block 97) that Read and Write use at `name`, taken as
     // given. Nothing is read here.
     explicit OnfInitFile(const std::wstring& name);

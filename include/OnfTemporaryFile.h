@@ -28,18 +28,6 @@ struct MatrixStepInfo {
 
 class OnfTemporaryFile : public OnfBlockSet {
 public:
-    // Items of block 900, keyed by the solver loadcase.
-    enum LcRequestItem { ItemLcRequestId = 1, ItemLcResReqA = 2, ItemLcResReqB = 3 };
-    // Items of block 901, keyed by the caller's id.
-    enum MarloLcItem { ItemMarloLcA = 1, ItemMarloLcB = 2, ItemMarloLcC = 3, ItemMarloLcD = 4 };
-    // Items of block 910, keyed by a running number. A kind of 0 marks an element matrix step;
-    // a kind of 1 or more is the step's request loadcase.
-    enum MatrixStepItem { ItemMatrixStep = 1, ItemMatrixStepKind = 2, ItemMatrixModelName = 3 };
-    // Item of block 940, keyed by a running number: an ascending element list.
-    enum SpecialElemSetItem { ItemSpecialElemSet = 1 };
-    // Items of block 950, keyed by a running number. The alias may be stored quoted.
-    enum DRespItem { ItemDRespName = 1, ItemDRespAlias = 2 };
-
     // An empty file (the five empty blocks) named "900" plus the default suffix.
     OnfTemporaryFile();
     // Releases the database without writing: only Write writes.
