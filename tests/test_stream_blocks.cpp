@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <locale>
+#include <random>
 #include <sstream>
 
 using onf_stream_test::CatchFailure;
@@ -49,6 +52,29 @@ TEST(StreamItems, EachItemReadsAndWritesOneLine) {
     EXPECT_EQ(Written(title) + Written(scalar) + Written(vector) + Written(disp) + Written(element),
               "Iteration 3\n7, 5.000000e-01\n8, 1.500000e+00, 2.000000e+00, 3.000000e+00\n"
               "-2, 1.000000e+00, -2.500000e+00, 0.000000e+00\n9, 2.250000e+00\n");
+}
+
+// Item lines take a fast path for the result file's own number format: it must write what the
+// stream writes under any other locale object with the same punctuation.
+TEST(StreamItems, FastRealTextEqualsTheStreamsText) {
+    std::mt19937_64 random(7);
+    std::ostringstream fast;
+    std::ostringstream slow;
+    slow.imbue(std::locale(std::locale::classic(), new std::numpunct<char>()));
+    for (std::ostringstream* os : {&fast, &slow}) {
+        os->setf(std::ios_base::scientific, std::ios_base::floatfield);
+        os->setf(std::ios_base::showpoint);
+    }
+    for (int i = 0; i < 3000; ++i) {
+        uint64_t bits = random();
+        double value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        fast.precision(1 + i % 17);
+        slow.precision(1 + i % 17);
+        fast << ONFOptResNodalVector(-i, value, 1.0 / (i + 1), i * 1e-310);
+        slow << ONFOptResNodalVector(-i, value, 1.0 / (i + 1), i * 1e-310);
+    }
+    EXPECT_EQ(fast.str(), slow.str());
 }
 
 TEST(StreamItems, BadNumberFailsOnlyForElementScalars) {
