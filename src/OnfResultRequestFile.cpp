@@ -17,6 +17,24 @@ const char* const kTag = "|%P|BrelonOnfEngine|OnfResultRequestFile";
 const char* const kCrossReferenceText =
     "Error in the cross-references between result-request data blocks.\n"
     "Record ID %d does not exist in ONF-block %d!";
+
+const char* const kRequestItems = "IIIIIILR";
+const char* const kUserVarItems = "IIS";
+const char* const kMatrixItems = "IIIII";
+const char* const kSensitivityItems = "SSLIIIISSIVVV";
+const char* const kGroupItems = "L";
+
+void CheckLayout(const QSV_DataBlock& block, QSV_OnfId id, const char* items) {
+    size_t item = 1;
+    for (const char* c = items; *c != '\0'; ++c, ++item) {
+        if (block.GetItemType(item) != QSV_DataBlock::FormatCharType(*c)) {
+            onf_detail::ThrowFailure(nullptr, kTag,
+                                     "ONF block %d has the format '%s', which the "
+                                     "result-request file cannot read.",
+                                     static_cast<int>(id), block.GetFormatString().c_str());
+        }
+    }
+}
 } // namespace rr
 } // namespace onf_detail
 
@@ -94,6 +112,7 @@ void OnfResultRequestFile::InitRrm() {
     m_Rrm.clear();
     bool hasTimePoints = false;
     const OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
         const size_t index = *it;
         const int target = block.GetInt(index, RR_TARGET_BLOCK);
@@ -129,6 +148,7 @@ void OnfResultRequestFile::InitRrm() {
 void OnfResultRequestFile::DecodeDetails(QSV_OnfId target, int recordId, ResultRequest& request) {
     if (target == kGlobalMatrices) {
         const OnfBlock& side = GetBlock(kMatrixBlock);
+        CheckLayout(side, kMatrixBlock, kMatrixItems);
         const long long index = side.GetRecordIdx(recordId);
         if (index < 0) {
             onf_detail::ThrowFailure("105466170309", kTag, kCrossReferenceText, recordId,
@@ -144,6 +164,7 @@ void OnfResultRequestFile::DecodeDetails(QSV_OnfId target, int recordId, ResultR
         request.details = std::move(matrix);
     } else if (target == kUserVariables) {
         const OnfBlock& side = GetBlock(kUserVarBlock);
+        CheckLayout(side, kUserVarBlock, kUserVarItems);
         const long long index = side.GetRecordIdx(recordId);
         if (index < 0) {
             onf_detail::ThrowFailure("105617170309", kTag, kCrossReferenceText, recordId,
@@ -165,6 +186,7 @@ void OnfResultRequestFile::DecodeDetails(QSV_OnfId target, int recordId, ResultR
 
 void OnfResultRequestFile::InitForAllResults() {
     OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     block.Clear();
     int nextId = 1;
     for (int id = kFirstResultBlock; id <= kLastResultBlock; ++id) {
@@ -197,6 +219,7 @@ void OnfResultRequestFile::AddResultRequest(QSV_OnfId id, ResultRequest&& reques
 
 void OnfResultRequestFile::RemoveMatrixRequests() {
     OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
         const int target = block.GetInt(*it, RR_TARGET_BLOCK);
         const QSV_OnfId* end = m_MatrixRrOnf + NUM_MATRIX_RR_ONF;

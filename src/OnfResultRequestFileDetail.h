@@ -4,6 +4,8 @@
 
 #include "QSV_OnfCatalogue.h"
 
+class QSV_DataBlock;
+
 namespace onf_detail {
 namespace rr {
 
@@ -66,6 +68,19 @@ constexpr ItemNo SR_CS_AXIS_X = Item(13);
 
 // Item 1 of blocks 10030 and 10032: the member ids of a group.
 constexpr ItemNo GROUP_ITEMS = Item(1);
+
+// The items 1 upward that the engine reads, as format characters.
+extern const char* const kRequestItems;     // block 400
+extern const char* const kUserVarItems;     // block 420
+extern const char* const kMatrixItems;      // block 430
+extern const char* const kSensitivityItems; // block 440
+extern const char* const kGroupItems;       // blocks 10030 and 10032
+
+// A file may give a block a format section of its own. Before its records are read by item
+// number, this checks that items 1 upward have the types `items` names (more may follow), and
+// fails with "ONF block %d has the format '%s', which the result-request file cannot read."
+// otherwise, so that no read goes past a record.
+void CheckLayout(const QSV_DataBlock& block, QSV_OnfId id, const char* items);
 
 } // namespace rr
 } // namespace onf_detail

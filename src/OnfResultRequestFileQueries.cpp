@@ -142,6 +142,7 @@ void OnfResultRequestFile::GlobalMatricesRequested(int loadcase, std::vector<int
 bool OnfResultRequestFile::loadcaseIsRequested(int loadcase) const {
     m_Queried = true;
     const OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
         const int requested = block.GetInt(*it, RR_LOADCASE);
         if (requested == kAll || requested == loadcase) {
@@ -154,6 +155,7 @@ bool OnfResultRequestFile::loadcaseIsRequested(int loadcase) const {
 void OnfResultRequestFile::GetRequests(int loadcase, QSV_IntSetIntvl<int>& blocks) const {
     blocks.Clear();
     const OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
         const int requested = block.GetInt(*it, RR_LOADCASE);
         if (requested == loadcase || requested == kAll) {
@@ -165,6 +167,7 @@ void OnfResultRequestFile::GetRequests(int loadcase, QSV_IntSetIntvl<int>& block
 void OnfResultRequestFile::GetRequestedLoadcases(QSV_IntSetIntvl<int>& loadcases) const {
     loadcases.Clear();
     const OnfBlock& block = GetBlock(kRequestBlock);
+    CheckLayout(block, kRequestBlock, kRequestItems);
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
         const int requested = block.GetInt(*it, RR_LOADCASE);
         if (requested >= 1) {

@@ -58,6 +58,7 @@ std::map<std::string, std::string> MergeEqualSets(const OnfResultRequestFile::Se
 // outside 0 to 2.
 void OnfResultRequestFile::InitSensRrm(ResultRequest& request, int recordId) {
     const OnfBlock& block = GetBlock(kSensitivityBlock);
+    CheckLayout(block, kSensitivityBlock, kSensitivityItems);
     const long long found = block.GetRecordIdx(recordId);
     if (found < 0) {
         onf_detail::ThrowFailure("104923030917", kTag, kCrossReferenceText, recordId,
@@ -171,6 +172,7 @@ void OnfResultRequestFile::GetSensitivityRequests(
 // A flag other than 0 counts here, though decoding takes a set only at a flag of 1.
 bool OnfResultRequestFile::IsNdGrpRequested(std::set<std::string>& names) const {
     const OnfBlock& block = GetBlock(kSensitivityBlock);
+    CheckLayout(block, kSensitivityBlock, kSensitivityItems);
     bool any = false;
     std::string name;
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
@@ -185,6 +187,7 @@ bool OnfResultRequestFile::IsNdGrpRequested(std::set<std::string>& names) const 
 
 bool OnfResultRequestFile::IsElGrpRequested(std::set<std::string>& names) const {
     const OnfBlock& block = GetBlock(kSensitivityBlock);
+    CheckLayout(block, kSensitivityBlock, kSensitivityItems);
     bool any = false;
     std::string name;
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
@@ -201,6 +204,7 @@ namespace {
 // The wanted groups of a group block (keyed by names of its id map), by name.
 void CollectSets(const OnfBlock& block, const QSV_IdMapsPool& pool,
                  const std::set<std::string>& wanted, OnfResultRequestFile::SetMap& sets) {
+    CheckLayout(block, block.GetBlockId(), kGroupItems);
     const QSV_IdMap& names = pool.GetIdMap(block.GetBlockIdType());
     std::string name;
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
