@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -15,47 +14,38 @@
 
 namespace onf_test {
 
-inline std::string Join(const std::vector<int>& values) {
-    std::string text;
+template <typename T>
+std::string Join(const std::vector<T>& values) {
+    std::ostringstream text;
+    text.precision(17);
     for (size_t i = 0; i < values.size(); ++i) {
-        text += (i == 0 ? "" : ", ") + std::to_string(values[i]);
+        text << (i == 0 ? "" : ", ") << values[i];
     }
-    return text;
+    return text.str();
 }
 
 inline std::string Block(int number, const std::vector<std::string>& records) {
     std::string text =
         "   -1\n" + std::to_string(number) + "\n" + std::to_string(records.size()) + "\n";
     for (const std::string& record : records) {
-        text += record;
+        text += record; // each record ends in a newline
     }
     return text + "   -1\n";
 }
 
-// Block 821: flags 0 to 4 as given, values 0 to 4 as given (printed with 17 digits).
+// Block 821 (reference 7, text "T<id>", name "M<id>"), 840 and 841 (on nodes 1, 2, 3).
 inline std::string Material(int id, int parent, const std::vector<int>& flags,
                             const std::vector<double>& values) {
-    std::string text = std::to_string(id) + ", 7, " + std::to_string(parent) + ", T" +
-                       std::to_string(id) + ", M" + std::to_string(id) + "\n" + Join(flags) + "\n";
-    char number[40];
-    for (size_t k = 0; k < values.size(); ++k) {
-        std::snprintf(number, sizeof number, "%.17g", values[k]);
-        text += (k == 0 ? "" : ", ") + std::string(number);
-    }
-    return text + "\n";
+    return std::to_string(id) + ", 7, " + std::to_string(parent) + ", T" + std::to_string(id) +
+           ", M" + std::to_string(id) + "\n" + Join(flags) + "\n" + Join(values) + "\n";
 }
-
-// Block 840: the element's added materials and plies.
 inline std::string Element(int id, const std::vector<int>& materials,
                            const std::vector<int>& plies) {
     return std::to_string(id) + ", 3, " + std::to_string(materials.size()) + ", " +
            std::to_string(plies.size()) + "\n" + Join(materials) + "\n" + Join(plies) + "\n";
 }
-
-// Block 841: a child element with its material and parent, on nodes 1, 2, 3.
 inline std::string Child(int id, int material, int parent) {
-    return std::to_string(id) + ", 4, 3, 3, " + std::to_string(material) + ", " +
-           std::to_string(parent) + "\n1, 2, 3\n";
+    return Join(std::vector<int>{id, 4, 3, 3, material, parent}) + "\n1, 2, 3\n";
 }
 
 inline std::wstring TempFile(const std::string& name) {
@@ -64,19 +54,14 @@ inline std::wstring TempFile(const std::string& name) {
 }
 
 inline std::string ReadAll(const std::wstring& path) {
-    std::ifstream in(std::string(path.begin(), path.end()), std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(std::string(path.begin(), path.end()), std::ios::binary).rdbuf();
     return text.str();
 }
 
-// Writes `text` to the temporary file `name` (by default one named after the running test, as
-// tests may run in parallel processes) and reads it into a new file object.
-inline std::unique_ptr<OnfModifFile> ReadModif(const std::string& text, std::string name = "") {
-    if (name.empty()) {
-        name =
-            std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".onf";
-    }
+// Writes `text` to the temporary file `name` (one per test: tests run in parallel processes) and
+// reads it into a new file object.
+inline std::unique_ptr<OnfModifFile> ReadModif(const std::string& text, const std::string& name) {
     const std::wstring path = TempFile(name);
     std::ofstream(std::string(path.begin(), path.end()), std::ios::binary) << text;
     auto file = std::make_unique<OnfModifFile>(path);
@@ -87,7 +72,6 @@ inline std::unique_ptr<OnfModifFile> ReadModif(const std::string& text, std::str
 inline const OnfBlock& Blk(const OnfModifFile& file, int number) {
     return file.GetBlock(static_cast<QSV_OnfId>(number));
 }
-
 inline size_t Idx(const OnfModifFile& file, int number, int id) {
     return static_cast<size_t>(Blk(file, number).GetRecordIdx(id));
 }
