@@ -57,8 +57,4 @@ inline BrelonMatrix<3, 1, double> Vec(const OnfBlockSet& set, int block, int id,
     return OnfBlock::GetVector(set.GetConstObject(Bl(block), id), It(item));
 }
 
-inline std::vector<double> Values(const BrelonMatrix<3, 1, double>& v) {
-    return {v[0], v[1], v[2]};
-}
-
 } // namespace onf_test
