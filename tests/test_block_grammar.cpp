@@ -30,7 +30,7 @@ struct GrammarCase {
     const char* error; // a part of the level 1 report, or "" for none
 };
 
-const char* const kMismatch = "does not match the specification!";
+const char* const kMismatch = "being decoded does not match the";
 const char* const kInvalid = "Invalid numeric value(s) encountered while loading ONF-Block -1.";
 
 const GrammarCase kCases[] = {
