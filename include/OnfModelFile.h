@@ -152,7 +152,8 @@ public:
     // ---- Nodes and elements ----------------------------------------------------------------
     bool AppendNode(int id, int csDef, int csDisp, double x, double y, double z);
     // The fourth argument is not used: material 0 is stored. More than 20 nodes fail
-    // ("301111140545") except for ELEM_DUMMY, whose list is cut to its first 20. A known id whose
+    // ("301111140545"), leaving the new record without nodes, except for ELEM_DUMMY, whose list
+    // is cut to its first 20 and its node count to 20. A known id whose
     // type, node count, property or material differ is logged as a collision and counted; the
     // answer is false. With reading FEM data off, an unknown id becomes a dummy (warned once per
     // SetNewModelName) and a known one ORs its flags; the answer is true.
@@ -209,7 +210,9 @@ public:
     bool AppendLoadedElements(int id, const std::vector<int>& elements);
     bool AppendConnectorNodes(int id, const std::vector<int>& nodes);
     // Adds nodes with these degrees of freedom to constraint `id` (block 152) through a set of
-    // block 151 keyed 100 * (constraints before the call) + hash of the dofs. Always true.
+    // block 151 keyed 100 * (constraints before the call) + hash of the dofs. Where that set
+    // exists already, only the nodes are added to it, also for a new constraint, which then
+    // refers to no set. Always true.
     bool AppendSinglePointConstraint(int id, const std::vector<int>& dofs,
                                      const std::vector<int>& nodes);
     // Adds the two node sets of a rigid element to record `id` of block 164, keyed
