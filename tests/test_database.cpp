@@ -95,6 +95,21 @@ TEST(DatabaseSession, ReleaseWritesAndInitReadsBack) {
     }
 }
 
+TEST(DatabaseSession, StreamDatabaseWritesBlocksWithoutHeader) {
+    FILE* stream = std::tmpfile();
+    ASSERT_NE(stream, nullptr);
+    BrelonOnfTxtDatabase db(stream);
+    db.SetHeader("never written");
+    db.CreateDataBlock(QSV_DataDescriptor(static_cast<QSV_OnfId>(-1)), 0, 0, "Ib");
+    db.ReleaseDb(false);
+    std::rewind(stream);
+    char buffer[256] = {};
+    EXPECT_EQ(std::string(buffer, std::fread(buffer, 1, sizeof buffer, stream)),
+              "#\n# DATA BLOCK NON_ONF: Custom dynamic format block\n#\n   -1\n   -3\nFORMAT=Ib\n  "
+              " -3\n   NON_ONF\n0\n   -1\n");
+    std::fclose(stream);
+}
+
 TEST(DatabaseSession, HeaderLinesAndEmptySet) {
     const std::string path = TempPath("empty.onf");
     OnfBlockSet db;
