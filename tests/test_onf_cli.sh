@@ -62,7 +62,7 @@ Loading of file "$work/missing.onf" failed.
 System error message:
 No such file or directory
 EOF
-expect "failures go to standard error" 1 "" "$work/mixed.err" -- \
+expect "failures go to standard error" 2 "" "$work/mixed.err" -- \
     blocks "$work/short.onf" "$work/missing.onf" "$work/good.onf"
 if ! grep -q "^== $work/good.onf (2 blocks)$" "$work/out"; then
     echo "FAIL failures: the good file after the bad ones was not listed"; failures=$((failures + 1))

@@ -1,5 +1,6 @@
 // `onf blocks FILE...`: the outer structure of ONF files, one line a block.
 #include "OnfTool.h"
+#include "OnfToolFiles.h"
 
 #include "BrelonLineInput.h"
 #include "OnfBlockTextReader.h"
@@ -16,22 +17,6 @@ namespace onf_tool {
 namespace {
 
 using DD = QSV_DataDescriptor;
-
-// Descriptor items other than the block number, as " KEY=value".
-std::string DescriptorText(const DD& descriptor) {
-    std::string text;
-    for (int i = 0; i < DD::NUM_ITEMS; ++i) {
-        const auto index = static_cast<DD::ResultIndex>(i);
-        if (index == DD::RI_ONF_ID || !descriptor.IsSet(index)) {
-            continue;
-        }
-        const DD::NameAndType& row = DD::RD_NAME_TYPE_ITEMS[i];
-        text += std::string(" ") + row.name + "=";
-        text += row.type == DD::ITEM_TYPE_INTEGER ? std::to_string(descriptor.GetInteger(index))
-                                                  : descriptor.GetString(index);
-    }
-    return text;
-}
 
 // Body lines as 1-based line numbers. A block that declares no records has its body start
 // unknown to the reader; its lines are only counted.
@@ -96,7 +81,7 @@ const OnfCommand blocksCommand = {
     "Lists each block of each file, one a line: the block number (or NON_ONF) and its name,\n"
     "the declared records, the body's line range, the format (from the file, or the\n"
     "catalogue's) and the descriptor items as KEY=value. A file that cannot be read prints its\n"
-    "failure on standard error; the others are still listed, and the exit code is 1.\n",
+    "failure on standard error; the others are still listed, and the exit code is 2.\n",
     Blocks};
 const OnfCommandRegistrar registrar(blocksCommand);
 

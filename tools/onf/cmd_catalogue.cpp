@@ -61,7 +61,7 @@ int RunCatalogue(const std::vector<std::string>& args) {
     for (size_t i = 0; i < blocks.size(); ++i) {
         if (!QSV_OnfInfoPool::ExistsOnfBlock(blocks[i])) {
             std::fprintf(stderr, "onf catalogue: block %d is not in the catalogue\n", blocks[i]);
-            result = EXIT_FAILED;
+            result = EXIT_NOTICE;
             continue;
         }
         std::string text = i > 0 ? "\n" : "";

@@ -1,5 +1,6 @@
 // The `onf` command: global options, the command table, help and dispatch.
 #include "OnfTool.h"
+#include "OnfToolFiles.h"
 
 #include "QSV_Failure.h"
 
@@ -31,45 +32,24 @@ void PrintUsage(FILE* out) {
                "Reads and checks ONF files.\n\n"
                "Options:\n"
                "  -v, --verbose  show progress and detail messages besides warnings\n"
-               "  -q, --quiet    show only errors\n"
+               "  -q, --quiet    show only errors and failures\n"
                "  -h, --help     show this help\n\n"
                "Commands:\n",
                out);
     for (const OnfCommand& command : AllCommands()) {
         std::fprintf(out, "  %-12s %s\n", command.name, command.summary);
     }
-    std::fputs("\nRun 'onf help COMMAND' for the arguments of a command.\n", out);
+    std::fputs("\nRun 'onf help COMMAND' for the arguments of a command.\n\n", out);
+    std::fputs(KIND_RULE_TEXT, out);
+    std::fputs("\nExit codes: 0 done; 1 done with something to tell (warnings, differences,\n"
+               "a block not found); 2 a failure or a usage error.\n",
+               out);
 }
 
 int GlobalUsageError(const std::string& message) {
     std::fprintf(stderr, "onf: %s\n", message.c_str());
     PrintUsage(stderr);
     return EXIT_USAGE;
-}
-
-const char* LevelName(QSV_LogMacros::LogMsgType level) {
-    switch (level) {
-    case QSV_LogMacros::LOG_ERROR:
-        return "error";
-    case QSV_LogMacros::LOG_WARNING:
-        return "warning";
-    case QSV_LogMacros::LOG_INFO:
-        return "info";
-    case QSV_LogMacros::LOG_DETAIL:
-        return "detail";
-    default:
-        return "trace";
-    }
-}
-
-// Log lines go to standard error, one a line, up to `maxLevel`.
-void InstallLogSink(int maxLevel) {
-    QSV_LogMacros::SetLogSink([maxLevel](QSV_LogMacros::LogMsgType level, const char*, int,
-                                         const std::string&, const std::string& message) {
-        if (static_cast<int>(level) <= maxLevel) {
-            std::fprintf(stderr, "onf: %s: %s\n", LevelName(level), message.c_str());
-        }
-    });
 }
 
 int Help(const std::vector<std::string>& args) {
@@ -92,14 +72,14 @@ const OnfCommandRegistrar helpCommand({"help", "show the help of onf or of one c
                                        Help});
 
 int Run(int argc, char** argv) {
-    int maxLevel = QSV_LogMacros::LOG_WARNING;
+    Verbosity verbosity = VERBOSITY_NORMAL;
     int i = 1;
     for (; i < argc && argv[i][0] == '-'; ++i) {
         const std::string option = argv[i];
         if (option == "-v" || option == "--verbose") {
-            maxLevel = QSV_LogMacros::LOG_DETAIL;
+            verbosity = VERBOSITY_VERBOSE;
         } else if (option == "-q" || option == "--quiet") {
-            maxLevel = QSV_LogMacros::LOG_ERROR;
+            verbosity = VERBOSITY_QUIET;
         } else if (option == "-h" || option == "--help") {
             PrintUsage(stdout);
             return EXIT_OK;
@@ -114,7 +94,8 @@ int Run(int argc, char** argv) {
     if (command == nullptr) {
         return GlobalUsageError(std::string("unknown command '") + argv[i] + "'");
     }
-    InstallLogSink(maxLevel);
+    SetVerbosity(verbosity);
+    InstallLogSink();
     return command->run(std::vector<std::string>(argv + i + 1, argv + argc));
 }
 
