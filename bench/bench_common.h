@@ -22,6 +22,11 @@ struct Dataset {
     size_t modelBytes = 0;
     size_t groupsBytes = 0;
     ModelArrays model; // what the files hold
+
+    // Values of all group member lists, the records of the list benchmarks.
+    size_t NumListValues() const {
+        return model.nodeGroups.members.size() + model.elementGroups.members.size();
+    }
 };
 
 // Builds and writes the model on first use: ONF_BENCH_NODES nodes (default 1000000) in the
@@ -47,5 +52,20 @@ private:
 
 // Sets the counter "peak_mem/file": peak memory of the benchmark divided by `fileBytes`.
 void SetPeakMemoryRatio(benchmark::State& state, const PeakMemoryProbe& probe, size_t fileBytes);
+
+// User CPU time of the process from construction to Report(), which sets the counter
+// "user_ms" to its share per iteration. The ratio report sets these against each other as it
+// does wall times: on a loaded machine they wander less.
+class UserCpuTimer {
+public:
+    UserCpuTimer();
+    void Report(benchmark::State& state) const;
+
+private:
+    double m_StartSeconds;
+};
+
+// Bytes of heap in use (allocated and not freed, small and large blocks alike).
+size_t HeapInUse();
 
 } // namespace onf_bench

@@ -14,7 +14,7 @@ add_executable(onf_generate_model bench/generate_model.cpp)
 target_link_libraries(onf_generate_model PRIVATE onf_bench_model)
 
 # Engine benchmarks join by adding their source here.
-add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp)
+add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp bench/engine.cpp)
 target_link_libraries(onf_benchmarks PRIVATE onf_bench_model benchmark::benchmark)
 
 # The yardsticks' own test: writer and parser must agree with each other and with the grammar.
