@@ -5,9 +5,10 @@
 #include "BrelonNumerics.h"
 #include "QSV_Failure.h"
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <set>
 
 namespace {
 
