@@ -1,0 +1,37 @@
+// The round-trip oracle of the two result-file targets.
+#pragma once
+
+#include "FuzzCommon.h"
+
+#include "ONFOptResultFile.h"
+#include "QSV_Failure.h"
+
+#include <sstream>
+#include <string>
+
+namespace onf_fuzz {
+
+// Writes `file` with `<<`, reads that text back with `>>` into a fresh object and writes it again:
+// both texts must agree. The text must also pass the block route's Read, unless some title or
+// name line looks like a block marker, which only the stream route tells from one.
+inline void CheckResultRoundTrip(const ONFOptResultFile& file) {
+    std::ostringstream first;
+    first << file;
+    ONFOptResultFile again(TempPath("again.onf"));
+    std::istringstream in(first.str());
+    if (!ONF_FUZZ_TRY(in >> again)) {
+        Violation("a written result file fails to read back", first.str());
+    }
+    std::ostringstream second;
+    second << again;
+    if (first.str() != second.str()) {
+        Violation("a written result file reads back to other content",
+                  first.str() + "\n---- written again as ----\n" + second.str());
+    }
+    const std::string& text = first.str();
+    WriteTempFile("again.onf", reinterpret_cast<const uint8_t*>(text.data()), text.size());
+    ONFOptResultFile byBlocks(TempPath("again.onf"));
+    ONF_FUZZ_TRY(byBlocks.Read());
+}
+
+} // namespace onf_fuzz
