@@ -1,28 +1,7 @@
 #!/usr/bin/env bash
-# End-to-end test of `onf blocks`: exit codes, standard output and standard error.
-# Usage: test_onf_cli.sh PATH_TO_ONF
-set -u
-onf="$1"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-# expect NAME EXPECTED_CODE EXPECTED_STDOUT_FILE EXPECTED_STDERR_FILE -- ARGS...
-expect() {
-    local name="$1" code="$2" out="$3" err="$4"
-    shift 5
-    "$onf" "$@" >"$work/out" 2>"$work/err"
-    local got=$?
-    if [ "$got" != "$code" ]; then
-        echo "FAIL $name: exit code $got, expected $code"; failures=$((failures + 1))
-    fi
-    if [ -n "$out" ] && ! diff -u "$out" "$work/out"; then
-        echo "FAIL $name: standard output differs"; failures=$((failures + 1))
-    fi
-    if [ -n "$err" ] && ! diff -u "$err" "$work/err"; then
-        echo "FAIL $name: standard error differs"; failures=$((failures + 1))
-    fi
-}
+# End-to-end test of `onf blocks`, usage errors and help: exit codes, standard output and
+# standard error. Usage: test_onf_cli.sh PATH_TO_ONF
+. "$(dirname "$0")/test_onf_cli_lib.sh" "$1"
 
 cat >"$work/good.onf" <<'EOF'
 # two blocks
@@ -69,12 +48,14 @@ if ! grep -q "^== $work/good.onf (2 blocks)$" "$work/out"; then
 fi
 
 # Usage errors: one line naming the problem, then the usage; exit code 2.
-for args in "" "--bogus blocks" "frobnicate" "blocks" "blocks --bogus x" "help frobnicate"; do
+for args in "" "--bogus blocks" "frobnicate" "blocks" "blocks --bogus x" "help frobnicate" \
+    "check" "info" "normalize x" "normalize a b c" "cat x" "cat x 12y" "diff x" \
+    "diff --tolerance -1 a b" "diff --tolerance nan a b" "diff --limit 1.5 a b" "diff a b --limit"; do
     # shellcheck disable=SC2086
     expect "usage: '$args'" 2 "" "" -- $args
     first="$(head -n 1 "$work/err")"
     case "$first" in
-    "onf: "* | "onf blocks: "*) ;;
+    "onf: "* | "onf "[a-z]*": "*) ;;
     *) echo "FAIL usage '$args': first line is '$first'"; failures=$((failures + 1)) ;;
     esac
     if ! grep -q "^usage: onf" "$work/err"; then
@@ -83,7 +64,10 @@ for args in "" "--bogus blocks" "frobnicate" "blocks" "blocks --bogus x" "help f
 done
 
 expect "global help" 0 "" /dev/null -- --help
-grep -q "^  blocks " "$work/out" || { echo "FAIL help lists no blocks command"; failures=$((failures + 1)); }
+for command in blocks cat catalogue check diff help info normalize; do
+    grep -q "^  $command " "$work/out" || fail "help lists no $command command"
+done
+grep -q "^File kinds:" "$work/out" || fail "help does not tell how file kinds are found"
 expect "command help" 0 "" /dev/null -- help blocks
 grep -q "^usage: onf blocks FILE" "$work/out" || { echo "FAIL help blocks"; failures=$((failures + 1)); }
 
@@ -92,8 +76,4 @@ grep -q "^usage: onf blocks FILE" "$work/out" || { echo "FAIL help blocks"; fail
 expect "quiet" 0 "$work/good.out" /dev/null -- -q blocks "$work/good.onf"
 expect "verbose" 0 "$work/good.out" /dev/null -- -v blocks "$work/good.onf"
 
-if [ "$failures" != 0 ]; then
-    echo "$failures check(s) failed"
-    exit 1
-fi
-echo "all checks passed"
+finish

@@ -8,7 +8,14 @@ target_include_directories(onf PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/services)
 set_target_properties(onf PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
 if(ONF_BUILD_TESTS)
+    # End-to-end tests of the command, each a shell script run on the built program.
     add_test(NAME onf_cli COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/tests/test_onf_cli.sh
                                   $<TARGET_FILE:onf>)
-    set_tests_properties(onf_cli PROPERTIES LABELS cli)
+    add_test(NAME onf_cli_check
+             COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/tests/test_onf_cli_check.sh
+                     $<TARGET_FILE:onf>)
+    add_test(NAME onf_cli_edit
+             COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/tests/test_onf_cli_edit.sh
+                     $<TARGET_FILE:onf> ${CMAKE_CURRENT_SOURCE_DIR}/examples)
+    set_tests_properties(onf_cli onf_cli_check onf_cli_edit PROPERTIES LABELS cli)
 endif()

@@ -53,6 +53,16 @@ std::string RealText(double value);
 // the scope and that block is left out, so that one run names every broken block.
 class ToolFile {
 public:
+    // What became of a block of the file.
+    enum BlockState {
+        BLOCK_UNREAD = 0, // not loaded (yet)
+        BLOCK_LOADED,     // GetLoadedBlock holds it
+        BLOCK_UNKNOWN,    // a number the catalogue lacks, and no format
+        BLOCK_FAILED,     // its load failed
+        BLOCK_REPLACED,   // a later block with the same descriptor replaced it
+        BLOCK_MERGED,     // merged into the first block of its number (groups files)
+    };
+
     ToolFile(const std::string& path, FileLogScope& scope, const Progress& progress);
     ~ToolFile();
 
@@ -71,6 +81,7 @@ public:
     // The loaded block of GetBlocks()[index]; null if it was not loaded or a later block
     // replaced it.
     const OnfBlock* GetLoadedBlock(size_t index) const { return m_Loaded[index]; }
+    BlockState GetBlockState(size_t index) const { return m_States[index]; }
     BrelonOnfTxtDatabase& GetDatabase();
 
     // The text of a block as it stands in the file: markers, sections, number, count, body.
@@ -94,7 +105,11 @@ private:
     FileKind m_Kind = KIND_GENERIC;
     std::unique_ptr<Database> m_Database;
     std::vector<const OnfBlock*> m_Loaded;
+    std::vector<BlockState> m_States;
 };
+
+// "12 records declared, not loaded (...)" for a block that is not loaded, by its state.
+std::string UnloadedText(const OnfBlockTextReader::BLOCK_INFO& block, ToolFile::BlockState state);
 
 // Reads the file through the file object of its kind (not the generic kind), so that the
 // object's own checks run: coordinate systems of a model, the request map of a request file,

@@ -117,7 +117,8 @@ public:
     size_t GetNumBlocks() const { return m_NumBlocks; }
 
 private:
-    using BlockMap = std::map<QSV_DataDescriptor, size_t>;
+    // Blocks by number and descriptor: blocks of numbers the catalogue lacks share a descriptor.
+    using BlockMap = std::map<std::pair<int, QSV_DataDescriptor>, size_t>;
     static BlockMap MapBlocks(const ToolFile& file);
     void StartBlock(const OnfBlockTextReader::BLOCK_INFO& block);
     void EndBlock();
@@ -148,9 +149,11 @@ private:
 Differ::BlockMap Differ::MapBlocks(const ToolFile& file) {
     BlockMap map;
     for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
-        auto found = map.find(file.GetBlocks()[i].descriptor);
+        const auto& block = file.GetBlocks()[i];
+        const auto key = std::make_pair(block.block_id, block.descriptor);
+        auto found = map.find(key);
         if (found == map.end()) {
-            map.emplace(file.GetBlocks()[i].descriptor, i);
+            map.emplace(key, i);
         } else if (file.GetLoadedBlock(found->second) == nullptr) {
             found->second = i;
         }

@@ -57,15 +57,15 @@ std::string RecordsText(const OnfBlock& block) {
                                : ", ids " + std::to_string(low) + "-" + std::to_string(high));
 }
 
-void PrintBlocks(const ToolFile& file, const std::vector<const OnfBlock*>& loaded) {
+void PrintBlocks(const ToolFile& file, const std::vector<const OnfBlock*>& loaded,
+                 const std::vector<ToolFile::BlockState>& states) {
     for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
         const auto& info = file.GetBlocks()[i];
         std::string line = "  " + BlockLabel(info) + ": ";
         if (loaded[i] != nullptr) {
             line += RecordsText(*loaded[i]);
         } else {
-            line += Count(static_cast<size_t>(info.num_records), "record", "records") +
-                    " declared, not loaded";
+            line += UnloadedText(info, states[i]);
         }
         std::printf("%s\n", line.c_str());
     }
@@ -104,17 +104,22 @@ void PrintModelCounts(const OnfModelFile& model) {
 
 // The loaded block of each block of the file; of blocks with equal descriptors the last, which
 // replaced the others when the model read the file.
-std::vector<const OnfBlock*> ModelBlocks(const ToolFile& file, const OnfModelFile& model) {
+std::vector<const OnfBlock*> ModelBlocks(const ToolFile& file, const OnfModelFile& model,
+                                         std::vector<ToolFile::BlockState>& states) {
     const auto& blocks = file.GetBlocks();
     std::vector<const OnfBlock*> loaded(blocks.size(), nullptr);
+    states.assign(blocks.size(), ToolFile::BLOCK_UNKNOWN);
     for (size_t i = blocks.size(); i-- > 0;) {
         const QSV_DataDescriptor& descriptor = blocks[i].descriptor;
         bool later = false;
         for (size_t j = i + 1; j < blocks.size() && !later; ++j) {
             later = !(blocks[j].descriptor < descriptor) && !(descriptor < blocks[j].descriptor);
         }
-        if (!later && model.HasBlock(descriptor)) {
+        if (later) {
+            states[i] = ToolFile::BLOCK_REPLACED;
+        } else if (model.HasBlock(descriptor)) {
             loaded[i] = dynamic_cast<const OnfBlock*>(&model.GetDataBlock(descriptor));
+            states[i] = ToolFile::BLOCK_LOADED;
         }
     }
     return loaded;
@@ -172,15 +177,19 @@ bool InfoFile(const std::string& path) {
             file.ReleaseText();
             std::unique_ptr<OnfModelFile> model(new OnfModelFile(file.GetWidePath(), nullptr));
             model->Read();
-            PrintBlocks(file, ModelBlocks(file, *model));
+            std::vector<ToolFile::BlockState> states;
+            const std::vector<const OnfBlock*> loaded = ModelBlocks(file, *model, states);
+            PrintBlocks(file, loaded, states);
             PrintModelCounts(*model);
         } else {
             file.LoadBlocks(true);
             std::vector<const OnfBlock*> loaded(file.GetBlocks().size());
+            std::vector<ToolFile::BlockState> states(loaded.size());
             for (size_t i = 0; i < loaded.size(); ++i) {
                 loaded[i] = file.GetLoadedBlock(i);
+                states[i] = file.GetBlockState(i);
             }
-            PrintBlocks(file, loaded);
+            PrintBlocks(file, loaded, states);
         }
     } catch (const std::exception& failure) {
         scope.ReportFailure(failure);

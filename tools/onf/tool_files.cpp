@@ -105,6 +105,24 @@ FileKind KindOfBlock(int id) {
     return KIND_GENERIC;
 }
 
+// The title that the result file's own blocks carry.
+const char* OptResultBlockName(int id) {
+    switch (id) {
+    case ONFOptResTitle::block_id:
+        return ONFOptResTitle::header;
+    case ONFOptResNodalScalar::block_id:
+        return ONFOptResNodalScalar::header;
+    case ONFOptResNodalVector::block_id:
+        return ONFOptResNodalVector::header;
+    case ONFOptResNodalDisp::block_id:
+        return ONFOptResNodalDisp::header;
+    case ONFOptResElemScalar::block_id:
+        return ONFOptResElemScalar::header;
+    default:
+        return "(not in the catalogue)";
+    }
+}
+
 bool IsBlank(char c) {
     return c == ' ' || (c >= 9 && c <= 13);
 }
@@ -204,6 +222,8 @@ std::string BlockLabel(const BlockInfo& block) {
     } else if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
         label = std::to_string(block.block_id) + " " +
                 QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName();
+    } else if (KindOfBlock(block.block_id) == KIND_OPT_RESULT) {
+        label = std::to_string(block.block_id) + " " + OptResultBlockName(block.block_id);
     } else {
         label = std::to_string(block.block_id) + " (not in the catalogue)";
     }
@@ -235,6 +255,7 @@ ToolFile::ToolFile(const std::string& path, FileLogScope& scope, const Progress&
     m_Blocks = m_Reader->GetBlocksInfo();
     m_Kind = DetectKind(m_Blocks, m_Reader->GetLines());
     m_Loaded.assign(m_Blocks.size(), nullptr);
+    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
     progress.Say(std::to_string(m_Blocks.size()) + " blocks found; " + KindName(m_Kind));
 }
 
@@ -265,8 +286,13 @@ void ToolFile::LoadBlocks(bool warnDropped) {
         std::set<QSV_DataDescriptor> seen;
         for (size_t i = 0; i < m_Blocks.size(); ++i) {
             const QSV_DataDescriptor& descriptor = m_Blocks[i].descriptor;
-            if (m_Database->HasBlock(descriptor) && seen.insert(descriptor).second) {
+            if (!m_Database->HasBlock(descriptor)) {
+                m_States[i] = BLOCK_FAILED;
+            } else if (seen.insert(descriptor).second) {
                 m_Loaded[i] = static_cast<const OnfBlock*>(&m_Database->GetDataBlock(descriptor));
+                m_States[i] = BLOCK_LOADED;
+            } else {
+                m_States[i] = BLOCK_MERGED;
             }
         }
         return;
@@ -280,6 +306,7 @@ void ToolFile::LoadBlock(size_t index, bool warnDropped) {
     const BlockInfo& info = m_Blocks[index];
     const bool catalogued = info.block_id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
     if (!catalogued && info.format.empty()) {
+        m_States[index] = BLOCK_UNKNOWN;
         if (warnDropped) {
             // The words of the engine's reader, which drops such a block in every file object.
             m_Scope.Report(QSV_LogMacros::LOG_WARNING,
@@ -315,6 +342,7 @@ void ToolFile::LoadBlock(size_t index, bool warnDropped) {
         m_Reader->ProvideBlock(index);
         block->LoadBlock(*m_Reader);
     } catch (const std::exception& failure) {
+        m_States[index] = BLOCK_FAILED;
         m_Scope.ReportFailure(failure);
         return;
     }
@@ -323,6 +351,7 @@ void ToolFile::LoadBlock(size_t index, bool warnDropped) {
             if (m_Loaded[earlier] != nullptr && !(m_Blocks[earlier].descriptor < info.descriptor) &&
                 !(info.descriptor < m_Blocks[earlier].descriptor)) {
                 m_Loaded[earlier] = nullptr;
+                m_States[earlier] = BLOCK_REPLACED;
             }
         }
         m_Scope.Report(QSV_LogMacros::LOG_WARNING,
@@ -331,6 +360,7 @@ void ToolFile::LoadBlock(size_t index, bool warnDropped) {
                            " of the file, which replaces the earlier one");
     }
     m_Loaded[index] = block.get();
+    m_States[index] = BLOCK_LOADED;
     m_Database->BlockSet().StoreDataBlockInstance(info.descriptor, block.release());
 }
 
@@ -373,8 +403,26 @@ void ToolFile::GetRawBlockLines(size_t index, std::vector<std::string>& lines) c
 
 void ToolFile::ReleaseText() {
     m_Loaded.assign(m_Blocks.size(), nullptr);
+    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
     m_Database.reset();
     m_Reader.reset();
+}
+
+std::string UnloadedText(const BlockInfo& block, ToolFile::BlockState state) {
+    std::string text = std::to_string(block.num_records) +
+                       (block.num_records == 1 ? " record declared" : " records declared");
+    switch (state) {
+    case ToolFile::BLOCK_UNKNOWN:
+        return text + ", not loaded (not in the catalogue, and no format)";
+    case ToolFile::BLOCK_FAILED:
+        return text + ", failed to load";
+    case ToolFile::BLOCK_REPLACED:
+        return text + ", replaced by a later block with the same descriptor";
+    case ToolFile::BLOCK_MERGED:
+        return text + ", merged into the first block of its number";
+    default:
+        return text + ", not loaded";
+    }
 }
 
 void ReadTyped(FileKind kind, const std::wstring& path) {

@@ -1,0 +1,237 @@
+#!/usr/bin/env bash
+# End-to-end test of `onf normalize`, `onf cat` and `onf diff`: exact output, exit codes, no
+# half-written or lost files. Usage: test_onf_cli_edit.sh PATH_TO_ONF EXAMPLES_FOLDER
+. "$(dirname "$0")/test_onf_cli_lib.sh" "$1"
+examples="$(cd "$2" && pwd)"
+cd "$work" || exit 1
+
+# normalize: header of the kind, blocks in number order, records in id order, comments gone,
+# reals in their shortest form; a second run changes no byte.
+cat >messy.onf <<'EOF'
+# a hand-written model
+   -1
+120
+1
+1, 1, STEEL
+0, 0, 0, 0, 0
+7.850e-09, 2.1E+05, 0.30, 50, 0
+   -1
+
+   -1
+110
+2
+5, 0, 0, 0.50, 2.0, +3
+3, 0, 0, 1.0e0, 0.1, -0.0
+   -1
+EOF
+cat >messy.expected <<'EOF'
+#
+# ONF version 1.0
+# ONF model input file
+#
+# DATA BLOCK 110: ONF_NODES
+#
+   -1
+   110
+2
+3, 0, 0, 1, 0.1, -0
+5, 0, 0, 0.5, 2, 3
+   -1
+#
+# DATA BLOCK 120: ONF_MATERIALS
+#
+   -1
+   120
+1
+1, 1, STEEL
+0, 0, 0, 0, 0
+7.85e-09, 210000, 0.3, 50, 0
+   -1
+EOF
+expect "normalize" 0 /dev/null /dev/null -- normalize messy.onf messy.out
+diff -u messy.expected messy.out || fail "normalize: unexpected text"
+cp messy.onf inplace.onf
+expect "normalize in place" 0 /dev/null /dev/null -- normalize inplace.onf inplace.onf
+cmp -s messy.expected inplace.onf || fail "normalize in place: unexpected text"
+
+# Every example: a clean one normalizes to a fixed point that diff finds equal to it; one that
+# fails is refused and leaves no file.
+for example in "$examples"/*.onf; do
+    name="$(basename "$example")"
+    if "$onf" -q check "$example" >/dev/null; then
+        expect "normalize $name" 0 /dev/null /dev/null -- normalize "$example" "once-$name"
+        expect "normalize $name again" 0 /dev/null /dev/null -- normalize "once-$name" "twice-$name"
+        cmp -s "once-$name" "twice-$name" || fail "normalize $name: a second run changed bytes"
+        expect "diff $name with its normal form" 0 /dev/null /dev/null -- diff "$example" "once-$name"
+    else
+        expect "normalize failing $name" 2 /dev/null "" -- normalize "$example" "once-$name"
+        [ ! -e "once-$name" ] || fail "normalize failing $name: an output was written"
+    fi
+done
+
+# A file that would lose a block is refused; an existing OUT keeps its bytes, and no temporary
+# file is left behind. So is one the reader fails on, and an OUT that cannot be written.
+printf '   -1\n4711\n1\n1, 2\n   -1\n' >unknown.onf
+echo "keep me" >kept.onf
+cat >refused.err <<'EOF'
+unknown.onf: warning: The ONF-file "unknown.onf" contains a data-block of type 4711, which is unknown to the interface and will be skipped.
+unknown.onf: error: not normalized: the file does not read cleanly, so kept.onf would not hold all of it
+EOF
+expect "normalize refuses to drop a block" 2 /dev/null refused.err -- normalize unknown.onf kept.onf
+[ "$(cat kept.onf)" = "keep me" ] || fail "normalize changed the output it refused to write"
+printf '   -1\n110\n2\n1, 0, 0, 1, 2, 3\n   -1\n' >short.onf
+expect "normalize of a failing file" 2 /dev/null "" -- normalize short.onf kept.onf
+[ "$(cat kept.onf)" = "keep me" ] || fail "normalize of a failing file changed the output"
+expect "normalize into a missing folder" 2 /dev/null "" -- normalize messy.onf no/such/out.onf
+grep -q "^messy.onf: error: cannot create a file beside no/such/out.onf: " "$work/err" ||
+    fail "normalize into a missing folder: $(cat "$work/err")"
+leftovers="$(find . -name '*.onf-tmp-*')"
+[ -z "$leftovers" ] || fail "temporary files left behind: $leftovers"
+
+# An optimisation result file is written by its own object, to a fixed point as well.
+printf '   -1\n700\n1\n3\nthird\n0\n   -1\n   -1\n200\n1\n4, 3\nTOP\n1, 2, 7\n   -1\n' >result.onf
+expect "normalize a result file" 0 /dev/null /dev/null -- normalize result.onf result1.onf
+expect "normalize a result file again" 0 /dev/null /dev/null -- normalize result1.onf result2.onf
+cmp -s result1.onf result2.onf || fail "normalize of a result file: a second run changed bytes"
+[ "$(grep -c '^   -1$' result1.onf)" = 14 ] || fail "normalize of a result file: not seven blocks"
+
+# cat: blocks as the engine writes them; custom and unknown blocks; a block not there.
+cat >custom.onf <<'EOF'
+   -1
+   -2
+LOADCASE = 2
+LABEL = "a, b"
+   -2
+   -3
+FORMAT = RSb
+   -3
+non_onf
+2
+9, 1.50, nine
+4, 0.25, four
+   -1
+EOF
+cat >custom.expected <<'EOF'
+#
+# DATA BLOCK NON_ONF: Custom dynamic format block
+#
+   -1
+   -2
+LOADCASE=2
+LABEL="a, b"
+   -2
+   -3
+FORMAT=RSb
+   -3
+   NON_ONF
+2
+4, 0.25, four
+9, 1.5, nine
+   -1
+   -1
+   4711
+1
+1, 2
+   -1
+EOF
+cat unknown.onf >>custom.onf
+expect "cat" 0 custom.expected /dev/null -- cat custom.onf NON_ONF 4711
+sed -n '4,12p' messy.expected >nodes.expected
+expect "cat of a catalogued block" 0 nodes.expected /dev/null -- cat messy.onf 110
+echo "onf cat: messy.onf has no block 130" >absent.err
+expect "cat of an absent block" 1 nodes.expected absent.err -- cat messy.onf 130 110
+expect "cat of a failing file" 2 /dev/null "" -- cat short.onf 110
+
+# diff: the differences one by one, with A's value first; tolerance and limit.
+cat >a.onf <<'EOF'
+   -1
+110
+3
+1, 0, 0, 1.0, 2.0, 3.0
+2, 0, 0, 100.0, 0.0, 0.0
+3, 0, 0, 0.0, 0.0, 1e-9
+   -1
+   -1
+130
+1
+7, 1, 3, SOLID, 1.0, 0.0, 1
+1, 2, 3
+   -1
+   -1
+200
+1
+1, 2
+TOP
+1, 2
+   -1
+EOF
+cat >b.onf <<'EOF'
+   -1
+110
+3
+3, 0, 0, 0.0, 0.0, 2e-9
+4, 0, 0, 0.0, 0.0, 0.0
+2, 0, 0, 100.001, 0.0, 0.0
+   -1
+   -1
+130
+1
+7, 1, 3, SOLID_2, 1.0, 0.0, 1
+1, 3, 2
+   -1
+   -1
+140
+0
+   -1
+   -1
+120
+1
+1, 1, STEEL
+0, 0, 0, 0, 0
+1, 2, 3, 4, 5
+   -1
+EOF
+cat >diff.expected <<'EOF'
+block 110 ONF_NODES: record 1 only in A
+block 110 ONF_NODES: record 2, item 3 (position): 100, 0, 0 vs 100.001, 0, 0
+block 110 ONF_NODES: record 3, item 3 (position): 0, 0, 1e-09 vs 0, 0, 2e-09
+block 110 ONF_NODES: record 4 only in B
+block 120 ONF_MATERIALS: only in B (1 record)
+block 130 ONF_PROPERTIES: record 7, item 3 (name): "SOLID" vs "SOLID_2"
+block 130 ONF_PROPERTIES: record 7, item 7 (layers): [1, 2, 3] vs [1, 3, 2]
+block 200 ONF_NODE_GROUPS: only in A (1 record)
+a.onf and b.onf differ: 8 differences in 4 blocks
+EOF
+expect "diff" 1 diff.expected /dev/null -- diff a.onf b.onf
+# Within 1e-5 relatively, 100 and 100.001 still differ; within 1e-8 absolutely, 1e-9 and 2e-9 do not.
+grep -v -e "record 3, item 3" -e "differ:" diff.expected >tolerant.expected
+echo "a.onf and b.onf differ: 7 differences in 4 blocks" >>tolerant.expected
+expect "diff with a tolerance" 1 tolerant.expected /dev/null -- diff --tolerance 1e-8 a.onf b.onf
+grep -v -e "record 2, item 3" -e "record 3, item 3" -e "differ:" diff.expected >loose.expected
+echo "a.onf and b.onf differ: 6 differences in 4 blocks" >>loose.expected
+expect "diff with a loose tolerance" 1 loose.expected /dev/null -- diff --tolerance=1e-5 a.onf b.onf
+cat >limited.expected <<'EOF'
+block 110 ONF_NODES: record 1 only in A
+block 110 ONF_NODES: 3 more differences not shown
+block 120 ONF_MATERIALS: only in B (1 record)
+block 130 ONF_PROPERTIES: record 7, item 3 (name): "SOLID" vs "SOLID_2"
+block 130 ONF_PROPERTIES: 1 more differences not shown
+block 200 ONF_NODE_GROUPS: only in A (1 record)
+a.onf and b.onf differ: 8 differences in 4 blocks
+EOF
+expect "diff with a limit" 1 limited.expected /dev/null -- diff a.onf b.onf --limit 1
+expect "diff of a file with itself" 0 /dev/null /dev/null -- diff a.onf a.onf
+expect "diff with a failing file" 2 /dev/null "" -- diff a.onf short.onf
+grep -q "^short.onf: error: " "$work/err" || fail "diff: the failure is not shown"
+
+# Blocks that cannot be loaded are compared value by value, line by line.
+printf '   -1\n4711\n2\n1, 2.0\n3, 4\n   -1\n' >u1.onf
+printf '   -1\n4711\n3\n1, 2\n3, 5\nextra\n   -1\n' >u2.onf
+cat >text.expected <<'EOF'
+block 4711 (not in the catalogue): body line 2: "3, 4" vs "3, 5"
+block 4711 (not in the catalogue): 2 body lines vs 3
+u1.onf and u2.onf differ: 2 differences in 1 block
+EOF
+expect "diff of unknown blocks" 1 text.expected /dev/null -- diff u1.onf u2.onf
+
+finish

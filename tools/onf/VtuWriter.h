@@ -1,0 +1,140 @@
+// A model as a VTK XML unstructured grid (.vtu), for viewers: the points and cells of a model,
+// flags of its groups and the values of an optimisation result file as point and cell data.
+// The grid is built in memory by ModelVtuExport and written by WriteVtu.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class OnfModelFile;
+class OnfGroupsFile;
+class ONFOptResultFile;
+
+namespace onf_tool {
+
+// The VTK cell type numbers that elements are written as.
+enum VtkCellType : uint8_t {
+    VTK_EMPTY_CELL = 0, // an element kind that is not written
+    VTK_VERTEX = 1,
+    VTK_LINE = 3,
+    VTK_TRIANGLE = 5,
+    VTK_QUAD = 9,
+    VTK_TETRA = 10,
+    VTK_HEXAHEDRON = 12,
+    VTK_WEDGE = 13,
+    VTK_PYRAMID = 14,
+    VTK_QUADRATIC_EDGE = 21,
+    VTK_QUADRATIC_TRIANGLE = 22,
+    VTK_QUADRATIC_QUAD = 23,
+    VTK_QUADRATIC_TETRA = 24,
+    VTK_QUADRATIC_HEXAHEDRON = 25,
+    VTK_QUADRATIC_WEDGE = 26,
+    VTK_QUADRATIC_PYRAMID = 27,
+};
+
+// How one element kind becomes a cell: the cell type, the nodes the element must have, and
+// for each cell node the position of that node in the element's node list (null: the same
+// order). A cell may use fewer nodes than the element has (the corners of a 9-node triangle).
+struct VtkCellShape {
+    VtkCellType cellType;
+    uint8_t elementNodes;
+    uint8_t cellNodes;
+    const uint8_t* order;
+};
+
+// The shape of OnfElement::ElemType `type`; cellType VTK_EMPTY_CELL for the dummy element, for
+// unused kinds and for numbers outside the table.
+const VtkCellShape& VtkShapeOf(int type);
+
+// A named array of point or cell data. Exactly one of the value vectors is used, by `type`,
+// holding `components` values per point or cell.
+struct VtuArray {
+    enum Type { INT32, UINT8, FLOAT64 };
+    std::string name;
+    Type type = INT32;
+    int components = 1;
+    std::vector<int32_t> ints;
+    std::vector<uint8_t> flags;
+    std::vector<double> reals;
+};
+
+// An unstructured grid as VTK holds it: point coordinates (x, y, z per point), the cells'
+// point numbers one after the other with each cell's end offset, the cells' types, and data.
+struct VtuGrid {
+    std::vector<double> points;
+    std::vector<int64_t> connectivity;
+    std::vector<int64_t> offsets;
+    std::vector<uint8_t> types;
+    std::vector<VtuArray> pointData;
+    std::vector<VtuArray> cellData;
+
+    size_t GetNumPoints() const { return points.size() / 3; }
+    size_t GetNumCells() const { return types.size(); }
+};
+
+// How the arrays' values are written: base64 of the raw little-endian bytes, compact and exact
+// (the default), or as text, which a person can read. In text, reals take the fewest digits
+// that read back to the same value, and NaN is written "nan", which some readers refuse.
+enum VtuEncoding { VTU_BINARY = 0, VTU_ASCII = 1 };
+
+// Writes `grid` to `path` as a VTK XML unstructured grid (format version 1.0, 64-bit offsets),
+// replacing the file. Throws std::runtime_error with the system's reason when the file cannot
+// be written.
+void WriteVtu(const VtuGrid& grid, const std::string& path, VtuEncoding encoding = VTU_BINARY);
+
+// Builds the grid of a model. Points are the nodes in the order of the node block, placed in
+// global coordinates; cells are the elements in the order of the element block. Elements that
+// cannot be drawn are left out: dummies silently (counted), others with a warning. The model
+// must outlive the object.
+class ModelVtuExport {
+public:
+    // Point data "NodeId"; cell data "ElementId", "ElementType" (the model's element kind),
+    // "PropertyId" and "MaterialId". Failures of the coordinate systems pass through.
+    explicit ModelVtuExport(const OnfModelFile& model);
+
+    // One UINT8 array "group:<name>" per group: node groups as point data, element groups as
+    // cell data, 1 for members. Members that are no point or cell of the grid are warned about.
+    void AddGroups(const OnfGroupsFile& groups);
+    // The nodal scalars, vectors and displacements as point data and the element scalars as
+    // cell data, NaN where an entry has no value. An entry's id is its design iteration: by
+    // default only the entries of each block's highest id are taken, with `allEntries` every
+    // entry, its array name then followed by " (<id>)".
+    void AddResults(const ONFOptResultFile& results, bool allEntries);
+
+    const VtuGrid& GetGrid() const { return m_Grid; }
+    // Dummy elements, which are not drawn.
+    size_t GetNumDummies() const { return m_NumDummies; }
+    // Elements left out for another reason: an unused kind, a wrong node count, a missing node.
+    size_t GetNumSkipped() const { return m_NumSkipped; }
+    // What the caller should pass on as warnings, one sentence each.
+    const std::vector<std::string>& GetWarnings() const { return m_Warnings; }
+
+private:
+    void AddPoints();
+    void AddCells();
+    bool AddCell(size_t index, std::vector<int>& nodes);
+    void AddGroupBlock(const OnfGroupsFile& groups, int blockNumber, bool nodes);
+    template <class Entry>
+    void AddEntry(const Entry& entry, const std::string& name, bool nodal, int components);
+    template <class Block>
+    void AddResultBlock(const Block& block, const char* defaultName, bool nodal, int components,
+                        bool allEntries);
+    // The point of a node id or the cell of an element id; -1 for none.
+    int64_t PointOf(int node) const;
+    int64_t CellOf(int element) const;
+    std::string UniqueName(const std::string& name, bool pointData) const;
+    void Warn(const std::string& text);
+
+    const OnfModelFile& m_Model;
+    VtuGrid m_Grid;
+    // By record index of the node and element blocks: the point or cell made of it, or -1.
+    std::vector<int64_t> m_NodeIndexToPoint;
+    std::vector<int64_t> m_ElementIndexToCell;
+    size_t m_NumDummies = 0;
+    size_t m_NumSkipped = 0;
+    std::vector<std::string> m_Warnings;
+};
+
+} // namespace onf_tool
