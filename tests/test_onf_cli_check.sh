@@ -60,12 +60,12 @@ expect "clean files of every kind" 0 clean.out /dev/null -- \
     check model.onf groups.onf init.onf modif.onf temp.onf requests.onf result.onf
 
 # Warnings: a block the catalogue lacks has no format, and a block repeats a descriptor. The
-# unknown block is left to the model object to report, in the engine's words.
+# model object reads the file again and warns of the unknown block again: shown once.
 printf '   -1\n4711\n1\n1, 2\n   -1\n   -1\n110\n1\n1, 0, 0, 1, 2, 3\n   -1\n   -1\n110\n0\n   -1\n' \
     >warned.onf
 cat >warned.out <<'EOF'
-warned.onf: warning: block 110 ONF_NODES appears again as block 3 of the file, which replaces the earlier one
 warned.onf: warning: The ONF-file "warned.onf" contains a data-block of type 4711, which is unknown to the interface and will be skipped.
+warned.onf: warning: block 110 ONF_NODES appears again as block 3 of the file, which replaces the earlier one
 warned.onf: 2 warnings (model input file)
 EOF
 expect "warnings, each once though the model reads the file again" 1 warned.out /dev/null -- \
@@ -82,8 +82,8 @@ short.onf: error: A wrong number of records is stored for block with id = 110
 short.onf:   1 lines found in the block body, which is less than
 short.onf:   the declared number of records (3)
 short.onf: failed (1 error, 0 warnings)
-warned.onf: warning: block 110 ONF_NODES appears again as block 3 of the file, which replaces the earlier one
 warned.onf: warning: The ONF-file "warned.onf" contains a data-block of type 4711, which is unknown to the interface and will be skipped.
+warned.onf: warning: block 110 ONF_NODES appears again as block 3 of the file, which replaces the earlier one
 warned.onf: 2 warnings (model input file)
 blocks.onf: error: Error in ONF-file "blocks.onf", line 4 (in ONF data block 110):
 blocks.onf:   A vector with 3 components is expected, but some values are missing!
@@ -99,6 +99,12 @@ model.onf: ok (model input file, 4 blocks)
 EOF
 expect "failures, and every file checked" 2 failed.out /dev/null -- \
     check short.onf warned.onf blocks.onf cs.onf model.onf
+printf '   -1\n400\n1\n1, 4711, 0, 0, 0, 0, 0\n1\n0.0\n   -1\n' >request.onf
+cat >request.out <<'EOF'
+request.onf: error: An unknown/invalid ONF block 4711 was found in the result-request file!
+request.onf: failed (1 error, 0 warnings)
+EOF
+expect "a request of a block the catalogue lacks" 2 request.out /dev/null -- check request.onf
 cat >missing.out <<'EOF'
 missing.onf: error: Loading of file "missing.onf" failed.
 missing.onf:   System error message:

@@ -224,6 +224,15 @@ expect "diff of a file with itself" 0 /dev/null /dev/null -- diff a.onf a.onf
 expect "diff with a failing file" 2 /dev/null "" -- diff a.onf short.onf
 grep -q "^short.onf: error: " "$work/err" || fail "diff: the failure is not shown"
 
+# Records of a block keyed by name pair by name, whatever their order.
+printf '   -1\n10032\n2\nWALL\n4-6\nFACES\n1, 2, 3\n   -1\n' >n1.onf
+printf '   -1\n10032\n2\nFACES\n1-3\nWALL\n4-7\n   -1\n' >n2.onf
+cat >named.expected <<'EOF'
+block 10032 ONF_CFD_FACE_GROUPS: record WALL, item 1 (elements): [4, 5, 6] vs [4, 5, 6, 7]
+n1.onf and n2.onf differ: 1 difference in 1 block
+EOF
+expect "diff of a block keyed by name" 1 named.expected /dev/null -- diff n1.onf n2.onf
+
 # Blocks that cannot be loaded are compared value by value, line by line.
 printf '   -1\n4711\n2\n1, 2.0\n3, 4\n   -1\n' >u1.onf
 printf '   -1\n4711\n3\n1, 2\n3, 5\nextra\n   -1\n' >u2.onf

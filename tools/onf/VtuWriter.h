@@ -114,7 +114,7 @@ public:
 private:
     void AddPoints();
     void AddCells();
-    bool AddCell(size_t index, std::vector<int>& nodes);
+    bool AddCell(size_t index);
     void AddGroupBlock(const OnfGroupsFile& groups, int blockNumber, bool nodes);
     template <class Entry>
     void AddEntry(const Entry& entry, const std::string& name, bool nodal, int components);

@@ -50,7 +50,9 @@ int CheckFile(const std::string& path) {
         const bool typed = kind != KIND_GENERIC;
         if (kind != KIND_OPT_RESULT) {
             // The result file's own blocks are no catalogued blocks: only its object reads them.
-            file.LoadBlocks(!typed);
+            // A block the file object drops is warned about here already, in its words, so
+            // that a file whose blocks fail still shows it; the scope drops the repetition.
+            file.LoadBlocks(true);
         }
         file.ReleaseText();
         if (typed && scope.GetNumErrors() == 0) {

@@ -128,6 +128,7 @@ int Normalize(const std::string& in, const std::string& out) {
         TemporaryOutput output(out);
         progress.Say("writing " + out);
         if (file.GetKind() == KIND_OPT_RESULT) {
+            file.ReleaseText(); // its object reads the file anew
             WriteOptResult(file, output.GetPath());
         } else {
             WriteBlocks(file, output.GetPath());

@@ -1,0 +1,580 @@
+#include "VtuWriter.h"
+
+#include "ONFOptResultFile.h"
+#include "OnfBlock.h"
+#include "OnfElement.h"
+#include "OnfGroupsFile.h"
+#include "OnfModelFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <type_traits>
+
+namespace onf_tool {
+
+namespace {
+
+// ---- Element kinds as cells ------------------------------------------------------------------
+//
+// An element lists its corners first, then its edge nodes. Solids number the first face so that
+// its normal points into the element, as VTK has it for tetrahedra, pyramids and hexahedra; a
+// VTK wedge wants the normal of its first face outwards, so wedges swap their second and third
+// corners (and the edge nodes with them). The 20-node hexahedron lists its edge nodes bottom,
+// vertical, top; VTK wants bottom, top, vertical. The 15-node wedge likewise.
+//
+// Collapsed kinds are written as the kind they collapse from: their repeated nodes make
+// degenerate cells, which viewers draw as the collapsed shape. The 9-node plane triangle has no
+// VTK cell with its node count; its corners make a linear triangle. A 3-node rod or spring runs
+// through its middle node: the VTK quadratic edge lists that node last.
+
+const uint8_t kHexa20[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 16, 17, 18, 19, 12, 13, 14, 15};
+const uint8_t kPenta6[] = {0, 2, 1, 3, 5, 4};
+const uint8_t kPenta15[] = {0, 2, 1, 3, 5, 4, 8, 7, 6, 14, 13, 12, 9, 11, 10};
+const uint8_t kChain3[] = {0, 2, 1};
+
+const VtkCellShape kNoShape = {VTK_EMPTY_CELL, 0, 0, nullptr};
+
+VtkCellShape ShapeRow(int type) {
+    using namespace OnfElement;
+    switch (type) {
+    case ELEM_TETRA4:
+        return {VTK_TETRA, 4, 4, nullptr};
+    case ELEM_TETRA10:
+        return {VTK_QUADRATIC_TETRA, 10, 10, nullptr};
+    case ELEM_HEXA8:
+        return {VTK_HEXAHEDRON, 8, 8, nullptr};
+    case ELEM_HEXA20:
+        return {VTK_QUADRATIC_HEXAHEDRON, 20, 20, kHexa20};
+    case ELEM_PENTA6:
+        return {VTK_WEDGE, 6, 6, kPenta6};
+    case ELEM_PENTA15:
+        return {VTK_QUADRATIC_WEDGE, 15, 15, kPenta15};
+    case ELEM_PYRA5:
+        return {VTK_PYRAMID, 5, 5, nullptr};
+    case ELEM_PYRA13:
+        return {VTK_QUADRATIC_PYRAMID, 13, 13, nullptr};
+    case ELEM_SHELL_TRIA3:
+    case ELEM_PLANE_TRIA3:
+        return {VTK_TRIANGLE, 3, 3, nullptr};
+    case ELEM_SHELL_TRIA6:
+    case ELEM_PLANE_TRIA6:
+        return {VTK_QUADRATIC_TRIANGLE, 6, 6, nullptr};
+    case ELEM_PLANE_TRIA9:
+        return {VTK_TRIANGLE, 9, 3, nullptr};
+    case ELEM_SHELL_QUAD4:
+    case ELEM_PLANE_QUAD4:
+    case ELEM_SHELL_QUAD4_C3:
+    case ELEM_PLANE_QUAD4_C3:
+        return {VTK_QUAD, 4, 4, nullptr};
+    case ELEM_SHELL_QUAD8:
+    case ELEM_PLANE_QUAD8:
+    case ELEM_SHELL_QUAD8_C3:
+    case ELEM_PLANE_QUAD8_C3:
+        return {VTK_QUADRATIC_QUAD, 8, 8, nullptr};
+    case ELEM_HEXA8_C7:
+    case ELEM_HEXA8_C5_FACES:
+    case ELEM_HEXA8_C5:
+        return {VTK_HEXAHEDRON, 8, 8, nullptr};
+    case ELEM_HEXA20_C7:
+    case ELEM_HEXA20_C5_FACES:
+    case ELEM_HEXA20_C5:
+        return {VTK_QUADRATIC_HEXAHEDRON, 20, 20, kHexa20};
+    case ELEM_BEAM2:
+    case ELEM_SPRING2:
+    case ELEM_ROD2:
+        return {VTK_LINE, 2, 2, nullptr};
+    case ELEM_BEAM3:
+        return {VTK_QUADRATIC_EDGE, 3, 3, nullptr};
+    case ELEM_SPRING3:
+    case ELEM_ROD3:
+        return {VTK_QUADRATIC_EDGE, 3, 3, kChain3};
+    case ELEM_MASS1:
+    case ELEM_POINT1:
+        return {VTK_VERTEX, 1, 1, nullptr};
+    default:
+        return kNoShape;
+    }
+}
+
+struct ShapeTable {
+    VtkCellShape rows[OnfElement::NUM_ELEM_TYPES];
+    ShapeTable() {
+        for (int type = 0; type < OnfElement::NUM_ELEM_TYPES; ++type) {
+            rows[type] = ShapeRow(type);
+        }
+    }
+};
+
+const ShapeTable kShapes;
+
+// ---- Output ----------------------------------------------------------------------------------
+
+// Collects text in memory and hands it to the file in large pieces.
+class VtuOutput {
+public:
+    explicit VtuOutput(const std::string& path) : m_Path(path) {
+        m_File = std::fopen(path.c_str(), "wb");
+        if (m_File == nullptr) {
+            Fail("cannot open");
+        }
+        m_Buffer.reserve(kFlushBytes + 4096);
+    }
+    ~VtuOutput() {
+        if (m_File != nullptr) {
+            std::fclose(m_File);
+        }
+    }
+    VtuOutput(const VtuOutput&) = delete;
+    VtuOutput& operator=(const VtuOutput&) = delete;
+
+    void Text(const char* text) { m_Buffer += text; }
+    void Text(const std::string& text) { m_Buffer += text; }
+    void Char(char c) { m_Buffer += c; }
+    template <class T>
+    void Number(T value) {
+        char digits[64];
+        const auto result = std::to_chars(digits, digits + sizeof digits, value);
+        m_Buffer.append(digits, result.ptr);
+    }
+    void Real(double value) {
+        if (std::isnan(value)) {
+            m_Buffer += "nan";
+        } else {
+            Number(value);
+        }
+    }
+    // Flushes once the buffer is full enough; call between values.
+    void MaybeFlush() {
+        if (m_Buffer.size() >= kFlushBytes) {
+            Flush();
+        }
+    }
+    void Close() {
+        Flush();
+        const int failed = std::fclose(m_File);
+        m_File = nullptr;
+        if (failed != 0) {
+            Fail("cannot write");
+        }
+    }
+
+private:
+    static const size_t kFlushBytes = 1 << 20;
+
+    void Flush() {
+        if (!m_Buffer.empty() &&
+            std::fwrite(m_Buffer.data(), 1, m_Buffer.size(), m_File) != m_Buffer.size()) {
+            Fail("cannot write");
+        }
+        m_Buffer.clear();
+    }
+    [[noreturn]] void Fail(const char* what) const {
+        throw std::runtime_error(std::string(what) + " " + m_Path + ": " + std::strerror(errno));
+    }
+
+    std::string m_Path;
+    FILE* m_File = nullptr;
+    std::string m_Buffer;
+};
+
+const char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// VTK reads inline binary data as base64 of one stream: the byte count as a 64-bit integer,
+// then the values' bytes. The machine is little-endian, as the file's header says.
+void WriteBase64(VtuOutput& out, const void* data, size_t bytes) {
+    std::vector<unsigned char> raw(8 + bytes);
+    const uint64_t count = bytes;
+    std::memcpy(raw.data(), &count, 8);
+    if (bytes > 0) {
+        std::memcpy(raw.data() + 8, data, bytes);
+    }
+    std::string text;
+    text.reserve((raw.size() + 2) / 3 * 4);
+    size_t i = 0;
+    for (; i + 3 <= raw.size(); i += 3) {
+        const uint32_t v = (uint32_t(raw[i]) << 16) | (uint32_t(raw[i + 1]) << 8) | raw[i + 2];
+        text += kBase64[v >> 18];
+        text += kBase64[(v >> 12) & 63];
+        text += kBase64[(v >> 6) & 63];
+        text += kBase64[v & 63];
+    }
+    if (i < raw.size()) {
+        const bool two = i + 1 < raw.size();
+        const uint32_t v = (uint32_t(raw[i]) << 16) | (two ? uint32_t(raw[i + 1]) << 8 : 0);
+        text += kBase64[v >> 18];
+        text += kBase64[(v >> 12) & 63];
+        text += two ? kBase64[(v >> 6) & 63] : '=';
+        text += '=';
+    }
+    out.Text(text);
+}
+
+template <class T>
+void WriteValues(VtuOutput& out, const std::vector<T>& values, VtuEncoding encoding) {
+    if (encoding == VTU_BINARY) {
+        WriteBase64(out, values.data(), values.size() * sizeof(T));
+        return;
+    }
+    for (size_t i = 0; i < values.size(); ++i) {
+        out.Char(i % 12 == 0 ? '\n' : ' ');
+        if constexpr (std::is_same<T, double>::value) {
+            out.Real(values[i]);
+        } else {
+            out.Number(static_cast<int64_t>(values[i]));
+        }
+        out.MaybeFlush();
+    }
+}
+
+std::string XmlEscaped(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+template <class T>
+void WriteDataArray(VtuOutput& out, const char* type, const std::string& name, int components,
+                    const std::vector<T>& values, VtuEncoding encoding) {
+    out.Text("        <DataArray type=\"");
+    out.Text(type);
+    out.Text("\"");
+    if (!name.empty()) {
+        out.Text(" Name=\"" + XmlEscaped(name) + "\"");
+    }
+    if (components != 1) {
+        out.Text(" NumberOfComponents=\"" + std::to_string(components) + "\"");
+    }
+    out.Text(encoding == VTU_BINARY ? " format=\"binary\">\n" : " format=\"ascii\">");
+    WriteValues(out, values, encoding);
+    out.Text("\n        </DataArray>\n");
+}
+
+void WriteArrays(VtuOutput& out, const char* section, const std::vector<VtuArray>& arrays,
+                 VtuEncoding encoding) {
+    out.Text(std::string("      <") + section + ">\n");
+    for (const VtuArray& array : arrays) {
+        switch (array.type) {
+        case VtuArray::INT32:
+            WriteDataArray(out, "Int32", array.name, array.components, array.ints, encoding);
+            break;
+        case VtuArray::UINT8:
+            WriteDataArray(out, "UInt8", array.name, array.components, array.flags, encoding);
+            break;
+        case VtuArray::FLOAT64:
+            WriteDataArray(out, "Float64", array.name, array.components, array.reals, encoding);
+            break;
+        }
+    }
+    out.Text(std::string("      </") + section + ">\n");
+}
+
+} // namespace
+
+const VtkCellShape& VtkShapeOf(int type) {
+    if (type < 0 || type >= OnfElement::NUM_ELEM_TYPES) {
+        return kNoShape;
+    }
+    return kShapes.rows[type];
+}
+
+void WriteVtu(const VtuGrid& grid, const std::string& path, VtuEncoding encoding) {
+    VtuOutput out(path);
+    out.Text("<?xml version=\"1.0\"?>\n"
+             "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
+             "header_type=\"UInt64\">\n"
+             "  <UnstructuredGrid>\n");
+    out.Text("    <Piece NumberOfPoints=\"" + std::to_string(grid.GetNumPoints()) +
+             "\" NumberOfCells=\"" + std::to_string(grid.GetNumCells()) + "\">\n");
+    WriteArrays(out, "PointData", grid.pointData, encoding);
+    WriteArrays(out, "CellData", grid.cellData, encoding);
+    out.Text("      <Points>\n");
+    WriteDataArray(out, "Float64", "Points", 3, grid.points, encoding);
+    out.Text("      </Points>\n"
+             "      <Cells>\n");
+    WriteDataArray(out, "Int64", "connectivity", 1, grid.connectivity, encoding);
+    WriteDataArray(out, "Int64", "offsets", 1, grid.offsets, encoding);
+    WriteDataArray(out, "UInt8", "types", 1, grid.types, encoding);
+    out.Text("      </Cells>\n"
+             "    </Piece>\n"
+             "  </UnstructuredGrid>\n"
+             "</VTKFile>\n");
+    out.Close();
+}
+
+// ---- The model as a grid -----------------------------------------------------------------------
+
+namespace {
+
+const QSV_OnfId kNodeBlock = static_cast<QSV_OnfId>(110);
+const QSV_OnfId kElementBlock = static_cast<QSV_OnfId>(140);
+// Items of an element record.
+const OnfBlock::Item kElemType = static_cast<OnfBlock::Item>(1);
+const OnfBlock::Item kElemProperty = static_cast<OnfBlock::Item>(3);
+const OnfBlock::Item kElemMaterial = static_cast<OnfBlock::Item>(4);
+const OnfBlock::Item kElemNodes = static_cast<OnfBlock::Item>(8);
+// Items of a group record.
+const OnfBlock::Item kGroupName = static_cast<OnfBlock::Item>(2);
+const OnfBlock::Item kGroupMembers = static_cast<OnfBlock::Item>(3);
+
+VtuArray MakeArray(const std::string& name, VtuArray::Type type, int components, size_t count) {
+    VtuArray array;
+    array.name = name;
+    array.type = type;
+    array.components = components;
+    const size_t values = count * static_cast<size_t>(components);
+    switch (type) {
+    case VtuArray::INT32:
+        array.ints.assign(values, 0);
+        break;
+    case VtuArray::UINT8:
+        array.flags.assign(values, 0);
+        break;
+    case VtuArray::FLOAT64:
+        array.reals.assign(values, std::numeric_limits<double>::quiet_NaN());
+        break;
+    }
+    return array;
+}
+
+std::string Plural(size_t count, const char* singular, const char* plural) {
+    return std::to_string(count) + " " + (count == 1 ? singular : plural);
+}
+
+void SetValue(VtuArray& array, size_t at, double value) {
+    array.reals[at] = value;
+}
+void SetValue(VtuArray& array, size_t at, const BrelonMatrix<3, 1, double>& value) {
+    for (size_t c = 0; c < 3; ++c) {
+        array.reals[at * 3 + c] = value[c];
+    }
+}
+
+} // namespace
+
+ModelVtuExport::ModelVtuExport(const OnfModelFile& model) : m_Model(model) {
+    AddPoints();
+    AddCells();
+}
+
+void ModelVtuExport::AddPoints() {
+    const OnfBlock& nodes = m_Model.GetBlock(kNodeBlock);
+    const long long maxIndex = nodes.GetMaxIndex();
+    m_NodeIndexToPoint.assign(static_cast<size_t>(maxIndex + 1), -1);
+    m_Grid.points.reserve(nodes.GetNumRecords() * 3);
+    VtuArray ids = MakeArray("NodeId", VtuArray::INT32, 1, 0);
+    ids.ints.reserve(nodes.GetNumRecords());
+    for (QSV_DataBlock::IndexIterator it(nodes, 0, maxIndex); it.IsValid(); ++it) {
+        const BrelonMatrix<3, 1, double> position = m_Model.GetNodeGlobalCoordinatesAtIdx(*it);
+        m_NodeIndexToPoint[*it] = static_cast<int64_t>(ids.ints.size());
+        ids.ints.push_back(nodes.GetId(*it));
+        m_Grid.points.insert(m_Grid.points.end(), {position[0], position[1], position[2]});
+    }
+    m_Grid.pointData.push_back(std::move(ids));
+}
+
+void ModelVtuExport::AddCells() {
+    const OnfBlock& elements = m_Model.GetBlock(kElementBlock);
+    const long long maxIndex = elements.GetMaxIndex();
+    m_ElementIndexToCell.assign(static_cast<size_t>(maxIndex + 1), -1);
+    VtuArray ids = MakeArray("ElementId", VtuArray::INT32, 1, 0);
+    VtuArray types = MakeArray("ElementType", VtuArray::INT32, 1, 0);
+    VtuArray properties = MakeArray("PropertyId", VtuArray::INT32, 1, 0);
+    VtuArray materials = MakeArray("MaterialId", VtuArray::INT32, 1, 0);
+    for (QSV_DataBlock::IndexIterator it(elements, 0, maxIndex); it.IsValid(); ++it) {
+        if (!AddCell(*it)) {
+            continue;
+        }
+        m_ElementIndexToCell[*it] = static_cast<int64_t>(ids.ints.size());
+        ids.ints.push_back(elements.GetId(*it));
+        types.ints.push_back(elements.GetInt(*it, kElemType));
+        properties.ints.push_back(elements.GetInt(*it, kElemProperty));
+        materials.ints.push_back(elements.GetInt(*it, kElemMaterial));
+    }
+    m_Grid.cellData.push_back(std::move(ids));
+    m_Grid.cellData.push_back(std::move(types));
+    m_Grid.cellData.push_back(std::move(properties));
+    m_Grid.cellData.push_back(std::move(materials));
+    if (m_NumSkipped > 0) {
+        Warn(Plural(m_NumSkipped, "element was", "elements were") +
+             " left out of the grid (see the warnings above)");
+    }
+}
+
+// Appends the cell of the element at `index`; false, counted and (except for dummies) warned
+// about, when it cannot be drawn.
+bool ModelVtuExport::AddCell(size_t index) {
+    const OnfBlock& elements = m_Model.GetBlock(kElementBlock);
+    const int id = elements.GetId(index);
+    const int type = elements.GetInt(index, kElemType);
+    if (type == OnfElement::ELEM_DUMMY) {
+        ++m_NumDummies;
+        return false;
+    }
+    const VtkCellShape& shape = VtkShapeOf(type);
+    const std::vector<int>& list = elements.GetIntList(index, kElemNodes);
+    std::string problem;
+    if (shape.cellType == VTK_EMPTY_CELL) {
+        problem = "is of kind " + std::to_string(type) + ", which has no cell shape";
+    } else if (list.size() != shape.elementNodes) {
+        problem = "of kind " + std::to_string(type) + " has " + std::to_string(list.size()) +
+                  " nodes instead of " + std::to_string(shape.elementNodes);
+    }
+    for (size_t i = 0; problem.empty() && i < shape.cellNodes; ++i) {
+        const int node = list[shape.order != nullptr ? shape.order[i] : i];
+        const int64_t point = PointOf(node);
+        if (point < 0) {
+            problem = "refers to node " + std::to_string(node) + ", which the model lacks";
+        }
+        m_Grid.connectivity.push_back(point);
+    }
+    if (!problem.empty()) {
+        m_Grid.connectivity.resize(m_Grid.offsets.empty() ? 0 : m_Grid.offsets.back());
+        ++m_NumSkipped;
+        Warn("element " + std::to_string(id) + " " + problem);
+        return false;
+    }
+    m_Grid.offsets.push_back(static_cast<int64_t>(m_Grid.connectivity.size()));
+    m_Grid.types.push_back(shape.cellType);
+    return true;
+}
+
+int64_t ModelVtuExport::PointOf(int node) const {
+    const long long index = m_Model.GetBlock(kNodeBlock).GetRecordIdx(node);
+    return index < 0 ? -1 : m_NodeIndexToPoint[static_cast<size_t>(index)];
+}
+
+int64_t ModelVtuExport::CellOf(int element) const {
+    const long long index = m_Model.GetBlock(kElementBlock).GetRecordIdx(element);
+    return index < 0 ? -1 : m_ElementIndexToCell[static_cast<size_t>(index)];
+}
+
+std::string ModelVtuExport::UniqueName(const std::string& name, bool pointData) const {
+    const std::vector<VtuArray>& arrays = pointData ? m_Grid.pointData : m_Grid.cellData;
+    const auto taken = [&arrays](const std::string& candidate) {
+        return std::any_of(arrays.begin(), arrays.end(),
+                           [&candidate](const VtuArray& a) { return a.name == candidate; });
+    };
+    std::string unique = name;
+    for (int n = 2; taken(unique); ++n) {
+        unique = name + " #" + std::to_string(n);
+    }
+    return unique;
+}
+
+void ModelVtuExport::Warn(const std::string& text) {
+    m_Warnings.push_back(text);
+}
+
+void ModelVtuExport::AddGroups(const OnfGroupsFile& groups) {
+    AddGroupBlock(groups, 200, true);
+    AddGroupBlock(groups, 210, false);
+}
+
+void ModelVtuExport::AddGroupBlock(const OnfGroupsFile& groups, int blockNumber, bool nodes) {
+    const auto number = static_cast<QSV_OnfId>(blockNumber);
+    if (!groups.HasBlock(number)) {
+        return;
+    }
+    const OnfBlock& block = groups.GetBlock(number);
+    const size_t count = nodes ? m_Grid.GetNumPoints() : m_Grid.GetNumCells();
+    for (QSV_DataBlock::IndexIterator it(block, 0, block.GetMaxIndex()); it.IsValid(); ++it) {
+        std::string name;
+        block.GetString(*it, kGroupName, name);
+        VtuArray flags = MakeArray(UniqueName("group:" + name, nodes), VtuArray::UINT8, 1, count);
+        size_t missing = 0;
+        for (const int member : block.GetIntList(*it, kGroupMembers)) {
+            const int64_t at = nodes ? PointOf(member) : CellOf(member);
+            if (at < 0) {
+                ++missing;
+            } else {
+                flags.flags[static_cast<size_t>(at)] = 1;
+            }
+        }
+        if (missing > 0) {
+            Warn(std::string(nodes ? "node" : "element") + " group '" + name +
+                 "': " + Plural(missing, "member is", "members are") + " not in the grid");
+        }
+        (nodes ? m_Grid.pointData : m_Grid.cellData).push_back(std::move(flags));
+    }
+}
+
+template <class Entry>
+void ModelVtuExport::AddEntry(const Entry& entry, const std::string& name, bool nodal,
+                              int components) {
+    const size_t count = nodal ? m_Grid.GetNumPoints() : m_Grid.GetNumCells();
+    VtuArray values = MakeArray(UniqueName(name, nodal), VtuArray::FLOAT64, components, count);
+    size_t missing = 0;
+    for (const auto& item : entry.GetItems()) {
+        const int64_t at = nodal ? PointOf(item.GetID()) : CellOf(item.GetID());
+        if (at < 0) {
+            ++missing;
+        } else {
+            SetValue(values, static_cast<size_t>(at), item.GetValue());
+        }
+    }
+    if (missing > 0) {
+        Warn("result '" + values.name + "': " + Plural(missing, "value refers", "values refer") +
+             " to " + (nodal ? "nodes" : "elements") + " not in the grid");
+    }
+    (nodal ? m_Grid.pointData : m_Grid.cellData).push_back(std::move(values));
+}
+
+template <class Block>
+void ModelVtuExport::AddResultBlock(const Block& block, const char* defaultName, bool nodal,
+                                    int components, bool allEntries) {
+    const auto& entries = block.GetEntries();
+    if (entries.empty()) {
+        return;
+    }
+    int last = entries.front().GetID();
+    for (const auto& entry : entries) {
+        last = std::max(last, entry.GetID());
+    }
+    for (const auto& entry : entries) {
+        if (!allEntries && entry.GetID() != last) {
+            continue;
+        }
+        std::string name = entry.GetTitle();
+        // Titles are whole lines: trailing blanks and a carriage return are no part of the name.
+        name.erase(name.find_last_not_of(" \t\r") + 1);
+        if (name.empty()) {
+            name = defaultName;
+        }
+        if (allEntries) {
+            name += " (" + std::to_string(entry.GetID()) + ")";
+        }
+        AddEntry(entry, name, nodal, components);
+    }
+}
+
+void ModelVtuExport::AddResults(const ONFOptResultFile& results, bool allEntries) {
+    AddResultBlock(results.GetOptDBNodalScalar(), "nodal scalar", true, 1, allEntries);
+    AddResultBlock(results.GetOptDBNodalVector(), "nodal vector", true, 3, allEntries);
+    AddResultBlock(results.GetOptDBNodalDisp(), "displacement", true, 3, allEntries);
+    AddResultBlock(results.GetOptDBElemScalar(), "element scalar", false, 1, allEntries);
+}
+
+} // namespace onf_tool
