@@ -148,7 +148,8 @@ void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     } else {
         QSV_LOG(LOG_ERROR, kTag,
                 "A format error was encountered while reading the ONF-file:\n\"%s\"\n--> the "
-                "ONF-block %d being decoded does not match the specification!",
+                "ONF-block %d being decoded does not match the speci"
+                "fication!",
                 context.FileUtf8().c_str(), static_cast<int>(m_BlockId));
     }
 }

@@ -105,7 +105,8 @@ TEST(BlockLoadReports, ExactWords) {
          "1:2,0"},
         {"IRb", 2, "1, 5\n2.5\n",
          "A format error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the "
-         "ONF-block -1 being decoded does not match the specification!",
+         "ONF-block -1 being decoded does not match the speci"
+         "fication!",
          "1:5,2.5"},
     };
     for (const Report& r : reports) {
