@@ -138,8 +138,13 @@ public:
     ~OnfResultRequestFile() override;
 
     // Reads the file (blocks of unknown numbers dropped with a warning; a block read replaces
-    // the one held), then rebuilds the request map. Fails with the reader's failures, and with
-    // those of the map's rebuilding (see the failures listed at InitRrm in the source).
+    // the one held), then rebuilds the request map. Besides the reader's failures: a request
+    // naming a record that block 430, 420 or 440 lacks fails with "Error in the cross-references
+    // between result-request data blocks.\nRecord ID %d does not exist in ONF-block %d!"
+    // ("105466170309", "105617170309", "104923030917"); a target block the catalogue lacks with
+    // "An unknown/invalid ONF block %d was found in the result-request file!" ("171655230712");
+    // a user output outside 0 to 2 with "Invalid value found in onf block 440 for
+    // user_ouput_id". A failure keeps the requests decoded before it.
     void Read();
     // Writes the file anew with the sensitivity requests (blocks 640 to 643 with details) and
     // the given groups (node groups to block 10030, element groups to 10032; ids as given). All

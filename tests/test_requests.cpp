@@ -182,6 +182,13 @@ TEST(RequestFile, MatrixAndUserVariableDetails) {
     EXPECT_EQ(file.UserVarName(), "TEMP");
     EXPECT_FALSE(file.OnlyMatricesRequested());
 
+    // Only sensitivity requests are written.
+    OnfResultRequestFile plain(TempFile("matrix"));
+    file.Write(OnfResultRequestFile::GroupItems());
+    plain.Read();
+    EXPECT_TRUE(plain.IsEmpty());
+    EXPECT_FALSE(plain.HasBlock(Block(440)));
+
     file.RemoveMatrixRequests();
     EXPECT_EQ(file.GetResultRequestMap().size(), 1u);
     EXPECT_EQ(file.GetTimePointInfo().size(), 2u);
