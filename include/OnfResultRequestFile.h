@@ -128,7 +128,7 @@ public:
     using TimePointList = std::vector<std::pair<std::string, double>>;
 
     // The four target blocks that are matrix requests: 590, 591, 592, 589, in that order.
-    static const int NUM_MATRIX_RR_ONF = 4;
+    static constexpr int NUM_MATRIX_RR_ONF = 4;
     static const QSV_OnfId m_MatrixRrOnf[NUM_MATRIX_RR_ONF];
 
     // An empty request file bound to `name` (blocks 400, 410, 420, 10030, 10032, all empty;
