@@ -84,8 +84,9 @@ public:
     // the caller keeps the block alive while it is set.
     void SetNodesMapping(const OnfBlock& mapping);
     // The new position of a node from block 810, through the node mapping if one is set;
-    // `found` false and the zero vector for a node that was not moved.
-    BrelonMatrix<3, 1, double> GetNewNodePosition(int nodeId, bool& found) const;
+    // `found` false and the zero vector for a node that was not moved. Non-const by contract:
+    // client code binds it as a member of a modifiable file object.
+    BrelonMatrix<3, 1, double> GetNewNodePosition(int nodeId, bool& found);
 
     // Any of blocks 821, 842, 825, 890 has a record.
     bool HasElemModData() const;

@@ -218,7 +218,7 @@ void OnfModifFile::SetNodesMapping(const OnfBlock& mapping) {
     m_NodesMapping = &mapping;
 }
 
-BrelonMatrix<3, 1, double> OnfModifFile::GetNewNodePosition(int nodeId, bool& found) const {
+BrelonMatrix<3, 1, double> OnfModifFile::GetNewNodePosition(int nodeId, bool& found) {
     int lookupId = nodeId;
     if (m_NodesMapping != nullptr) {
         QSV_LOG(LOG_DETAIL, kTag, "Processing GetNewNodePosition for orig node = %d", nodeId);

@@ -3,6 +3,8 @@
 #include "LogCapture.h"
 #include "test_modif_util.h"
 
+#include <type_traits>
+
 using namespace onf_test;
 using QSV_LogMacros::LOG_DETAIL;
 using QSV_LogMacros::LOG_INFO;
@@ -119,6 +121,10 @@ TEST(ModifFile, ModificationListsAnswerTheQueriesOnNodesAndElements) {
         EXPECT_EQ(failure.GetLogTag(), "|%P|BrelonOnfEngine|OnfModifFile");
     }
 }
+
+// Client code binds these members by their exact types.
+static_assert(std::is_same_v<decltype(&OnfModifFile::GetNewNodePosition),
+                             BrelonMatrix<3, 1, double> (OnfModifFile::*)(int, bool&)>);
 
 TEST(ModifFile, NewNodePositionFollowsTheMappingAndFallsBackToTheNodeItself) {
     auto file = ReadModif(QueryFile(), "modif_nodes.onf");
