@@ -232,7 +232,8 @@ public:
                               const QSV_IntSetIntvl<int>& second);
     // Makes or overwrites the element group `name` of block 10032.
     bool AppendCFDFaceGroup(const char* name, const QSV_IntSetIntvl<int>& ids);
-    // A new record of block 1200 with id = its record count + 1.
+    // Makes block 1200 if missing and a record with id = its record count + 1; where that id is
+    // taken (after a deletion), the record stays as it is. True in both cases.
     bool AppendCFDFluidBoundary(int value, const char* name);
     size_t GetNumLoadcase() const;
     size_t GetNumAccelerations() const;
@@ -248,7 +249,7 @@ public:
     bool AppendMaterial(int id, int type, const std::string& name, const std::vector<bool>& flags,
                         const std::vector<double>& values);
     bool AppendLaminateLayer(int id, const OnfLaminateLayer::LayerData& data);
-    // With `withLayer`, also makes a layer of thickness `second` (id: the highest layer id in
+    // With `withLayer`, also makes a layer of thickness `second` (id: the id of the last layer in
     // index order + 1, or layerBase + 1 while there is no layer; told through `layerId` if not
     // null) and makes it the property's one layer.
     bool AppendProperty(int id, OnfProperty::PropType type, const std::string& name, double first,

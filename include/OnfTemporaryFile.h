@@ -68,7 +68,8 @@ public:
 
     // Adds the set under the next running number and returns that number.
     int AddSpecialMatrixElemSet(QSV_IntSetIntvl<int> const& set);
-    // The first set ever added (the record of index 0), empty when there is none.
+    // The set of the first record in index order (the first set added, unless it was deleted),
+    // empty when the block has no record. Later sets are never read here.
     void GetSpecialMatrixElemSet(QSV_IntSetIntvl<int>& set) const;
 
     // Adds one record per alias, in order, each under the last id plus 1, with the alias as
