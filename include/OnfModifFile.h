@@ -92,7 +92,7 @@ public:
     bool HasElemModData() const;
     // Any of blocks 821, 842 has a record.
     bool HasMatModData() const;
-    // The block has a record; false for a block the file object does not hold.
+    // The block has a record. A block the file object does not hold fails in the block lookup.
     bool IsBlockModified(QSV_OnfId blockId) const;
     size_t GetNumAddLoadcases() const;
     // For record index `recordIdx` of block 879: a force or moment marker is set and neither

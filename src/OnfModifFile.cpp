@@ -256,8 +256,9 @@ bool OnfModifFile::HasMatModData() const {
 }
 
 bool OnfModifFile::IsBlockModified(QSV_OnfId blockId) const {
-    // A block number that the file object does not hold has, in particular, no record.
-    return HasBlock(blockId) && BlockHasRecord(GetBlock(blockId));
+    // A block number the file object does not hold is a caller's mistake, not an unmodified
+    // block: the block lookup fails for it, as every other block lookup does.
+    return BlockHasRecord(GetBlock(blockId));
 }
 
 size_t OnfModifFile::GetNumAddLoadcases() const {

@@ -39,6 +39,7 @@ TEST(ModifFile, NewFileHasEveryBlockEmptyAndWritesItsHeaderOutsideBlocks) {
         EXPECT_FALSE(file.IsBlockModified(static_cast<QSV_OnfId>(number))) << number;
     }
     EXPECT_FALSE(file.HasElemModData() || file.HasMatModData());
+    EXPECT_THROW(file.IsBlockModified(static_cast<QSV_OnfId>(820)), QSV_Failure);
     LogCapture log;
     file.Write();
     EXPECT_TRUE(log.Has(LOG_INFO, "Writing ONF modification file " + ::testing::TempDir() +
