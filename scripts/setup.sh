@@ -8,6 +8,10 @@ command -v cmake >/dev/null 2>&1 || missing+=(cmake)
 command -v ninja >/dev/null 2>&1 || missing+=(ninja-build)
 [ -f /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
 [ -f /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
+# The export test reads the written grid with an independent reader; the install check of CI
+# compiles a client through pkg-config.
+/usr/bin/python3 -c 'import meshio' >/dev/null 2>&1 || missing+=(python3-meshio)
+command -v pkg-config >/dev/null 2>&1 || missing+=(pkg-config)
 if [ "${ONF_WITH_CLANG:-0}" = 1 ]; then
     command -v clang++ >/dev/null 2>&1 || missing+=(clang)
     ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 \
