@@ -154,9 +154,9 @@ public:
     // result block from 500 to 697 except 520, then rebuilds the map.
     void InitForAllResults();
     // Appends a copy of `request` (details cloned) to the map under `id`; block 400 is not
-    // touched, so a rebuild of the map drops it.
-    void AddResultRequest(QSV_OnfId id, const ResultRequest& request);
-    void AddResultRequest(QSV_OnfId id, ResultRequest&& request);
+    // touched, so a rebuild of the map drops it. Taken by value: a caller's rvalue is moved
+    // from, an lvalue is copied and keeps its details.
+    void AddResultRequest(QSV_OnfId id, ResultRequest request);
     // Deletes the records of block 400 that request a matrix block, then rebuilds the map.
     void RemoveMatrixRequests();
     // The name of the first request for block 620 whose details name a user variable (kind 1);

@@ -207,12 +207,8 @@ void OnfResultRequestFile::InitForAllResults() {
     InitRrm();
 }
 
-void OnfResultRequestFile::AddResultRequest(QSV_OnfId id, const ResultRequest& request) {
-    m_Rrm[id].push_back(request);
-}
-
-// Copies as the other overload does: the caller's request keeps its details.
-void OnfResultRequestFile::AddResultRequest(QSV_OnfId id, ResultRequest&& request) {
+// The map holds a copy of its own, with details cloned, whatever the caller passed in.
+void OnfResultRequestFile::AddResultRequest(QSV_OnfId id, ResultRequest request) {
     const ResultRequest& source = request;
     m_Rrm[id].push_back(source);
 }

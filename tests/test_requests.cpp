@@ -204,11 +204,12 @@ TEST(RequestFile, CopiesCloneTheirDetails) {
     Request original;
     original.details.reset(new MatrixRequest);
     static_cast<MatrixRequest&>(*original.details).flag_4 = 1;
+    const ResultRequestDetails* given = original.details.get();
     OnfResultRequestFile file(L"unused.onf");
-    file.AddResultRequest(Block(589), std::move(original));
-    ASSERT_NE(original.details, nullptr);
+    file.AddResultRequest(Block(589), std::move(original)); // moved from, then copied
+    EXPECT_EQ(original.details, nullptr);
     const Request& stored = file.GetResultRequestMap().at(Block(589)).front();
-    EXPECT_NE(stored.details.get(), original.details.get());
+    EXPECT_NE(stored.details.get(), given);
     EXPECT_EQ(dynamic_cast<const MatrixRequest&>(*stored.details).flag_4, 1);
     Request copy;
     copy = stored;
