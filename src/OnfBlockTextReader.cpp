@@ -270,12 +270,14 @@ size_t OnfBlockTextReader::DecodeBlock(size_t start, UnknownBlockAction action,
     bool descriptorRead = false;
     std::string error;
     size_t line = start + 1;
+    // A section that the end of the file cuts off leaves `line` behind the last line, and that
+    // is the line its failure names, as the end-of-file failures of the steps between do.
     if (IsOnfMarkerLine(m_Lines.GetLine(line), ONF_DESCRIPTOR_MARKER)) {
         if (!LoadDescriptor(m_Lines, line, info.descriptor, error)) {
             onf_detail::ThrowFailure(
                 nullptr, TAG,
                 "Error parsing descriptor data from ONF file %s at line %Iu.\nError message: %s.",
-                file.c_str(), (line < count ? line : count - 1) + 1, error.c_str());
+                file.c_str(), line + 1, error.c_str());
         }
         ++line;
         descriptorRead = true;
@@ -289,7 +291,7 @@ size_t OnfBlockTextReader::DecodeBlock(size_t start, UnknownBlockAction action,
             onf_detail::ThrowFailure(
                 nullptr, TAG,
                 "Error parsing format data from ONF file %s at line %Iu.\nError message: %s.",
-                file.c_str(), (line < count ? line : count - 1) + 1, error.c_str());
+                file.c_str(), line + 1, error.c_str());
         }
         ++line;
         if (line >= count) {

@@ -143,7 +143,7 @@ TEST(Reader, EveryFailureWithItsExactText) {
          "Error parsing descriptor data from ONF file mem.onf at line 3.\nError message: Integer "
          "value expected on the right-hand side of the expression."},
         {"   -1\n   -2\nSTEP = 1\n\n#\n",
-         "Error parsing descriptor data from ONF file mem.onf at line 5.\nError message: "
+         "Error parsing descriptor data from ONF file mem.onf at line 6.\nError message: "
          "Unexpected end of file within a descriptor definition."},
         {"   -1\n   -3\nFORM = Ib\n   -3\n" + end,
          "Error parsing format data from ONF file mem.onf at line 3.\nError message: Unknown "
@@ -161,7 +161,7 @@ TEST(Reader, EveryFailureWithItsExactText) {
          "Error parsing format data from ONF file mem.onf at line 3.\nError message: Syntax "
          "error while decoding a <Key> = <Value> pair."},
         {"   -1\n   -3\nFORMAT = Ib\n",
-         "Error parsing format data from ONF file mem.onf at line 3.\nError message: Unexpected "
+         "Error parsing format data from ONF file mem.onf at line 4.\nError message: Unexpected "
          "end of file within a format definition."},
         {"   -1\n   -2\nONF_ID = 5\n   -2\n   -3\nFORMAT=Ib\n   -3\nNON_ONF\n0\n   -1\n",
          "The ONF-file \"mem.onf\" contains an ONF-entry in a descriptor for non-onf block at "
