@@ -228,11 +228,13 @@ public:
 };
 } // namespace onf_detail
 
+// A counted array of ints that database clients fill from a block's integer lists.
 class QSV_IntArray : public onf_detail::CountedArray<int> {
 public:
     using onf_detail::CountedArray<int>::CountedArray;
 };
 
+// A counted array of doubles that database clients fill from a block's real lists.
 class QSV_DoubleArray : public onf_detail::CountedArray<double> {
 public:
     using onf_detail::CountedArray<double>::CountedArray;
@@ -412,6 +414,7 @@ public:
     template <typename F>
     void ForEach(F&& f) const;
 
+    // Walks the pairs in ascending key order; the const form for a const map.
     template <bool IsConst>
     class Iterator {
     public:

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+// A Rows x Cols matrix of T held by value, row after row, zero when default-constructed.
 template <size_t Rows, size_t Cols, typename T>
 class BrelonMatrix {
 public:

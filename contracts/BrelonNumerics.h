@@ -82,6 +82,7 @@ private:
 // runs on the same values give the same clusters.
 class KMeansPlusPlus1D {
 public:
+    // What one clustering run did, for the caller's report.
     struct CLUSTERING_INFO {
         size_t numValues;              // input values
         size_t numClusters;            // clusters made, never above numDistinctValues

@@ -51,6 +51,7 @@ public:
     static constexpr int ITEM_TYPE_INTEGER = 0;
     static constexpr int ITEM_TYPE_STRING = 1;
 
+    // The key name of a descriptor item in a file and the type of its value.
     struct NameAndType {
         const char* name; // capitals and "_" only
         int type;         // ITEM_TYPE_INTEGER or ITEM_TYPE_STRING

@@ -213,6 +213,7 @@ struct QSV_OnfMetaData {
     const std::string& GetFormatString() const { return m_FormatString; }
 };
 
+// The catalogue as a whole: which block numbers exist and the metadata row of each.
 class QSV_OnfInfoPool {
 public:
     // True for a number in the catalogue; false, never a failure, for any other.

@@ -11,6 +11,7 @@
 #include <ostream>
 #include <string>
 
+// The result file object: the seven blocks as typed vectors, with both reading routes.
 class ONFOptResultFile : public ONFFile {
 public:
     // `fileName` is UTF-8. The header is set to the three comment lines of a result file and
