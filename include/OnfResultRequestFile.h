@@ -88,7 +88,7 @@ public:
     std::string orientation;
     // Not owned, may be null. Set by callers who build requests; reading leaves it null. It is
     // what Write stores as the output's system.
-    const BrelonCoordinateSystem* coordinate_system = nullptr;
+    BrelonCoordinateSystem* coordinate_system = nullptr;
     // Copied from the owning request.
     int32_t time_flag = 0;
     double time_value = 0.0;

@@ -10,12 +10,17 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
 using Request = OnfResultRequestFile::ResultRequest;
 using OnfSensitivity::SensitivityRequest;
+
+// Callers point a request at a system of their own, which they may go on changing.
+static_assert(
+    std::is_same_v<decltype(SensitivityRequest::coordinate_system), BrelonCoordinateSystem*>);
 
 const std::string kTag = "|%P|BrelonOnfEngine|OnfResultRequestFile";
 const OnfAnalysisType kAny = ONF_ANALYSIS_ANY;
