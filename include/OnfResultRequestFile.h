@@ -27,6 +27,10 @@
 #include <utility>
 #include <vector>
 
+// The number of target blocks that are matrix requests (OnfResultRequestFile::m_MatrixRrOnf),
+// spelled by clients both on its own and as a member of the file class.
+constexpr int NUM_MATRIX_RR_ONF = 4;
+
 // The kind of analysis a request is for. The values are the callers' matter: the engine only
 // compares them with each other and with ONF_ANALYSIS_ANY. The fixed underlying type makes
 // every int a valid value.
@@ -128,7 +132,7 @@ public:
     using TimePointList = std::vector<std::pair<std::string, double>>;
 
     // The four target blocks that are matrix requests: 590, 591, 592, 589, in that order.
-    static constexpr int NUM_MATRIX_RR_ONF = 4;
+    static constexpr int NUM_MATRIX_RR_ONF = ::NUM_MATRIX_RR_ONF;
     static const QSV_OnfId m_MatrixRrOnf[NUM_MATRIX_RR_ONF];
 
     // An empty request file bound to `name` (blocks 400, 410, 420, 10030, 10032, all empty;

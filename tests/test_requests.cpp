@@ -21,6 +21,8 @@ using OnfSensitivity::SensitivityRequest;
 // Callers point a request at a system of their own, which they may go on changing.
 static_assert(
     std::is_same_v<decltype(SensitivityRequest::coordinate_system), BrelonCoordinateSystem*>);
+// The count of matrix request blocks has a spelling of its own beside the class member.
+static_assert(NUM_MATRIX_RR_ONF == OnfResultRequestFile::NUM_MATRIX_RR_ONF);
 
 const std::string kTag = "|%P|BrelonOnfEngine|OnfResultRequestFile";
 const OnfAnalysisType kAny = ONF_ANALYSIS_ANY;
