@@ -345,7 +345,15 @@ template <class T>
 bool ONFOptDataBlockEntry<T>::AppendRead(std::istream& is) {
     const bool failedBefore = is.fail();
     m_Items.emplace_back();
-    is >> m_Items.back();
+    try {
+        is >> m_Items.back();
+    } catch (...) {
+        // The item that failed half-way is dropped, so that the entry's count still tells its
+        // items: an object written after a failed read must read back as it was written.
+        m_Items.pop_back();
+        SyncCount();
+        throw;
+    }
     if (failedBefore) {
         m_Items.pop_back();
     }
