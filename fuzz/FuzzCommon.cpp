@@ -37,12 +37,13 @@ void onf_fuzz::QuietLogs() {
 }
 
 const std::string& onf_fuzz::TempDir() {
-    static const std::string dir = [] {
-        std::string made = MakeTempDir();
+    // Never destroyed: the exit handler that removes the folder runs after static destructors.
+    static const std::string* dir = [] {
+        auto* made = new std::string(MakeTempDir());
         std::atexit(RemoveTempDir);
         return made;
     }();
-    return dir;
+    return *dir;
 }
 
 std::wstring onf_fuzz::TempPath(const char* name) {

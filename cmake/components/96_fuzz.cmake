@@ -18,6 +18,9 @@ function(onf_fuzz_setup_target target)
                                                  ${CMAKE_CURRENT_SOURCE_DIR}/services)
 endfunction()
 
+# Faults of the world around a file and hostile file contents.
+onf_add_test(test_robustness tests/test_robustness.cpp)
+
 if(ONF_BUILD_TESTS)
     foreach(name ${ONF_FUZZ_TARGETS})
         add_executable(fuzz_replay_${name} fuzz/fuzz_${name}.cpp fuzz/FuzzCommon.cpp

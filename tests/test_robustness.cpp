@@ -1,0 +1,364 @@
+// Faults of the world around a file (a full disk, a missing folder, a read-only file) and hostile
+// file contents (empty files, a line of 100 MB, NUL bytes, foreign line ends, bytes that are not
+// UTF-8, ids at the 32-bit limits, counts and runs far beyond what the file holds): the engine
+// answers each with its failure in exact words, or reads the file as it reads a clean one.
+#include "BrelonOnfTxtDatabase.h"
+#include "LogCapture.h"
+#include "ONFOptResultFile.h"
+#include "OnfBlock.h"
+#include "OnfBlockTextReader.h"
+#include "OnfBlockTextWriter.h"
+#include "OnfGroupsFile.h"
+#include "OnfInitFile.h"
+#include "OnfModelFile.h"
+#include "OnfModifFile.h"
+#include "OnfResultRequestFile.h"
+#include "OnfTemporaryFile.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char* const kWriterTag = "|%P|BrelonOnfEngine|OnfBlockTextWriter";
+const char* const kReaderTag = "|%P|BrelonOnfEngine|OnfBlockTextReader";
+const char* const kBlockTag = "|%P|BrelonOnfEngine|OnfBlock";
+const char* const kListTag = "|%P|BrelonUtilities|QSV_ListFormatUtil";
+const OnfBlock::Item kFirst = static_cast<OnfBlock::Item>(1);
+const OnfBlock::Item kGroupName = static_cast<OnfBlock::Item>(2);
+
+// A folder of this process's own under the test folder, made on first use.
+const std::string& Dir() {
+    static const std::string dir = [] {
+        std::string made = testing::TempDir() + "onf_robustness_" + std::to_string(getpid()) + "/";
+        std::filesystem::create_directories(made);
+        return made;
+    }();
+    return dir;
+}
+
+std::wstring Wide(const std::string& path) {
+    return BrelonStringUtil::utf8_to_wide(path.c_str());
+}
+
+std::string Put(const std::string& name, const std::string& bytes) {
+    const std::string path = Dir() + name;
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+}
+
+std::string Get(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The failure that `f` raises; a test failure if it raises none.
+QSV_Failure Failure(const std::function<void()>& f) {
+    try {
+        f();
+    } catch (const QSV_Failure& failure) {
+        return failure;
+    }
+    ADD_FAILURE() << "no failure";
+    return QSV_Failure("", "");
+}
+
+void ExpectFailure(const std::function<void()>& f, const char* tag, const std::string& message) {
+    const QSV_Failure failure = Failure(f);
+    EXPECT_EQ(failure.GetMessage(), message);
+    EXPECT_EQ(failure.GetLogTag(), tag);
+}
+
+std::string Replace(std::string text, const std::string& from, const std::string& to) {
+    for (size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+std::string Example(const char* name) {
+    return Get(std::string(ONF_EXAMPLES_DIR) + "/" + name);
+}
+
+// Each file kind written to `path`: its Write on a file object holding a little content.
+struct WriteCase {
+    const char* kind;
+    std::function<void(const std::string& path)> write;
+};
+
+std::vector<WriteCase> WriteCases() {
+    return {
+        {"model",
+         [](const std::string& path) {
+             OnfModelFile model(Wide(path), nullptr);
+             model.AppendNode(1, 0, 0, 1.0, 2.0, 3.0);
+             model.Write();
+         }},
+        {"groups",
+         [](const std::string& path) {
+             OnfGroupsFile groups(Wide(path));
+             groups.AppendNodeGroup(1, "TOP", {1, 2, 3});
+             groups.Write();
+         }},
+        {"init",
+         [](const std::string& path) {
+             OnfInitFile init(Wide(path));
+             init.AppendInit(static_cast<QSV_OnfId>(110), 1, 9, 9);
+             init.Write();
+         }},
+        {"modif", [](const std::string& path) { OnfModifFile(Wide(path)).Write(); }},
+        {"requests",
+         [](const std::string& path) {
+             OnfResultRequestFile requests(Wide(path));
+             requests.Write(OnfResultRequestFile::GroupItems());
+         }},
+        {"temporary",
+         [](const std::string& path) {
+             OnfTemporaryFile temporary;
+             temporary.AppendLcResReq(1, 2, 3, 4);
+             temporary.Write(Wide(path));
+         }},
+    };
+}
+
+TEST(WriteFaults, AFullDiskAMissingFolderAndAFolderInPlaceOfTheFileFailForEveryFileKind) {
+    // The stream's buffer hides a full disk until it is handed on: the writer's flush reports it,
+    // with the number of lines that reached the buffer.
+    const std::regex fullDisk(
+        "An error occurred while writing to file: /dev/full\nLine: [1-9][0-9]*\n"
+        "System error message: No space left on device\nDisk full\\?");
+    for (const WriteCase& c : WriteCases()) {
+        SCOPED_TRACE(c.kind);
+        const QSV_Failure full = Failure([&] { c.write("/dev/full"); });
+        EXPECT_TRUE(std::regex_match(full.GetMessage(), fullDisk)) << full.GetMessage();
+        EXPECT_EQ(full.GetLogTag(), kWriterTag);
+        const std::string missing = Dir() + "no_such_folder/" + c.kind + ".onf";
+        ExpectFailure([&] { c.write(missing); }, kWriterTag, "Unable to open file: " + missing);
+        ExpectFailure([&] { c.write(Dir()); }, kWriterTag, "Unable to open file: " + Dir());
+    }
+}
+
+TEST(WriteFaults, AReadOnlyFileIsRefusedAndKeepsItsContent) {
+    const std::string path = Put("read_only.onf", "# kept\n");
+    chmod(path.c_str(), 0444);
+    if (access(path.c_str(), W_OK) == 0) {
+        GTEST_SKIP() << "this user may write any file (root): permissions cannot refuse a write";
+    }
+    for (const WriteCase& c : WriteCases()) {
+        SCOPED_TRACE(c.kind);
+        ExpectFailure([&] { c.write(path); }, kWriterTag, "Unable to open file: " + path);
+        EXPECT_EQ(Get(path), "# kept\n");
+    }
+}
+
+// The result file's Write reports nothing when the file cannot be opened; it leaves no file.
+TEST(WriteFaults, TheResultFileWritesNothingWhereNoFileCanBeMade) {
+    const std::string missing = Dir() + "no_such_folder/result.onf";
+    ONFOptResultFile(Wide(missing)).Write();
+    EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+TEST(HostileText, AnEmptyFileHoldsNoBlockForEveryReader) {
+    const std::string path = Put("empty.onf", "");
+    EXPECT_TRUE(OnfBlockTextReader(Wide(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN)
+                    .GetBlocksInfo()
+                    .empty());
+    OnfModelFile model(Wide(path), nullptr);
+    model.Read();
+    EXPECT_EQ(model.GetNumNodes(), 0u);
+    OnfGroupsFile groups(Wide(path));
+    groups.Read();
+    EXPECT_EQ(groups.GetGroupMaxId(static_cast<QSV_OnfId>(200)), 0);
+    OnfModifFile(Wide(path)).Read();
+    OnfResultRequestFile requests(Wide(path));
+    requests.Read();
+    EXPECT_TRUE(requests.IsEmpty());
+    OnfTemporaryFile().Read(Wide(path));
+    OnfInitFile(Wide(path)).Read();
+    ONFOptResultFile byBlocks(Wide(path));
+    byBlocks.Read();
+    ONFOptResultFile byStream(Wide(path));
+    std::istringstream in("");
+    in >> byStream;
+    EXPECT_EQ(byBlocks.GetSizeDBTitle() + byStream.GetSizeDBTitle(), 0);
+}
+
+// LF, CR LF and a lone CR each end a line: the same file in the three forms reads to the same
+// content. The stream route reads title and name lines up to a line feed, so there a lone CR
+// does not end a line; CR LF does.
+TEST(HostileText, LineEndsOfEveryPlatformReadAlike) {
+    const std::string lf = Example("model_full.onf");
+    std::string written[3];
+    const std::string forms[3] = {lf, Replace(lf, "\n", "\r\n"), Replace(lf, "\n", "\r")};
+    for (int i = 0; i < 3; ++i) {
+        OnfModelFile model(Wide(Put("line_ends_" + std::to_string(i) + ".onf", forms[i])), nullptr);
+        model.Read();
+        model.SetFilename(Wide(Dir() + "line_ends_out.onf"));
+        model.Write();
+        written[i] = Get(Dir() + "line_ends_out.onf");
+    }
+    EXPECT_EQ(written[1], written[0]);
+    EXPECT_EQ(written[2], written[0]);
+
+    std::ostringstream result;
+    ONFOptResultFile original(Wide(Dir() + "result.onf"));
+    original.GetOptDBTitle().Resize(1);
+    original.GetOptDBElemScalar().Resize(1);
+    original.GetOptDBElemScalar().GetEntry(0).Resize(2);
+    result << original;
+    ONFOptResultFile byStream(Wide(Dir() + "result.onf"));
+    std::istringstream in(Replace(result.str(), "\n", "\r\n"));
+    in >> byStream;
+    ONFOptResultFile byBlocksCrLf(Wide(Put("result_crlf.onf", in.str())));
+    byBlocksCrLf.Read();
+    ONFOptResultFile byBlocksCr(Wide(Put("result_cr.onf", Replace(result.str(), "\n", "\r"))));
+    byBlocksCr.Read();
+    for (const ONFOptResultFile* file : {&byStream, &byBlocksCrLf, &byBlocksCr}) {
+        std::ostringstream again;
+        again << *file;
+        EXPECT_EQ(again.str(), result.str());
+    }
+}
+
+// A NUL byte ends the text of its line; the line count and the lines behind it are untouched.
+TEST(HostileText, ANulByteCutsItsLineAndNothingElse) {
+    const std::string text = std::string("   -1\n   -3\nFORMAT=Sb\n   -3\nNON_ONF\n2\n1, AB") +
+                             '\0' + "CD, x\n2, EF\n   -1\n";
+    BrelonOnfTxtDatabase db(Wide(Put("nul.onf", text)));
+    db.InitDb(QSV_DatabaseDefs::AccessMode(0), 1024, L"", nullptr);
+    const auto blocks = db.FindBlocks(QSV_DataDescriptorPattern());
+    ASSERT_EQ(blocks.size(), 1u);
+    const OnfBlock& block = dynamic_cast<const OnfBlock&>(db.GetDataBlock(blocks[0]));
+    EXPECT_STREQ(block.GetString(static_cast<size_t>(block.GetRecordIdx(1)), kFirst), "AB");
+    EXPECT_STREQ(block.GetString(static_cast<size_t>(block.GetRecordIdx(2)), kFirst), "EF");
+}
+
+// Names and strings are byte text: bytes that are no UTF-8 travel through reading and writing
+// unchanged. File names are wide: an invalid code point becomes U+FFFD on the way to the system.
+TEST(HostileText, BytesThatAreNotUtf8PassThroughNamesStringsAndFileNames) {
+    const std::string odd = "\xff\xfe\xc0\x80_\xed\xa0\x80";
+    OnfGroupsFile groups(Wide(Dir() + "odd_groups.onf"));
+    groups.AppendNodeGroup(1, odd, {1, 2});
+    groups.Write();
+    OnfGroupsFile back(Wide(Dir() + "odd_groups.onf"));
+    back.Read();
+    const OnfBlock& block = back.GetBlock(static_cast<QSV_OnfId>(200));
+    EXPECT_EQ(std::string(block.GetString(static_cast<size_t>(block.GetRecordIdx(1)), kGroupName)),
+              odd);
+
+    std::wstring name = Wide(Dir() + "odd_");
+    name += static_cast<wchar_t>(0xD800);
+    name += L".onf";
+    OnfInitFile(name).Write();
+    EXPECT_TRUE(std::filesystem::exists(Dir() + "odd_\xef\xbf\xbd.onf"));
+    std::wstring missing = Wide(Dir() + "missing_");
+    missing += static_cast<wchar_t>(0x110000);
+    BrelonOnfTxtDatabase db(missing);
+    ExpectFailure([&] { db.InitDb(QSV_DatabaseDefs::AccessMode(0), 1024, L"", nullptr); },
+                  "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase",
+                  "Trying to open file " + Dir() +
+                      "missing_\xef\xbf\xbd.onf, which does not exist.");
+}
+
+// The reader keeps a long line whole; a failure that quotes it is cut at the engine's message
+// size, and nothing is copied beyond a few times the file.
+TEST(HostileText, ALineOf100MegabytesIsQuotedInAFailureCutToItsBufferSize) {
+    const std::string path = Put("long_line.onf", std::string(size_t(100) << 20, 'x'));
+    const QSV_Failure failure = Failure(
+        [&] { OnfBlockTextReader(Wide(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN); });
+    const std::string head = "Invalid statement encountered in file: " + path +
+                             ", line: 1\nExpected line image: \"   -1\"\nLine image found:    \"";
+    EXPECT_EQ(failure.GetMessage(), head + std::string(1023 - head.size(), 'x'));
+    EXPECT_EQ(failure.GetLogTag(), kReaderTag);
+    std::remove(path.c_str());
+}
+
+TEST(Limits, IdsAtThe32BitLimitsReadAndWriteBackInUnsignedOrder) {
+    const std::string text =
+        "   -1\n110\n4\n2147483647, 0, 0, 1, 2, 3\n-2147483648, 0, 0, 4, 5, 6\n"
+        "0, 0, 0, 7, 8, 9\n1, 0, 0, 0, 0, 0\n   -1\n";
+    OnfModelFile model(Wide(Put("limits.onf", text)), nullptr);
+    model.Read();
+    EXPECT_EQ(model.GetNumNodes(), 4u);
+    EXPECT_EQ(model.GetNodeGlobalCoordinates(INT_MIN)(2), 6.0);
+    EXPECT_EQ(model.GetNodeGlobalCoordinates(INT_MAX)(0), 1.0);
+    model.SetFilename(Wide(Dir() + "limits_out.onf"));
+    model.Write();
+    const std::string written = Get(Dir() + "limits_out.onf");
+    const size_t zero = written.find("\n0, 0, 0, 7");
+    const size_t one = written.find("\n1, 0, 0, 0");
+    const size_t max = written.find("\n2147483647, 0, 0, 1");
+    const size_t min = written.find("\n-2147483648, 0, 0, 4");
+    EXPECT_TRUE(zero < one && one < max && max < min && min != std::string::npos) << written;
+}
+
+// Keys of a block without id map are record indices: one far beyond the block's size fails
+// instead of making that many records, and so does a negative one.
+TEST(Limits, AKeyFarBeyondADirectlyIndexedBlockFailsInsteadOfAllocating) {
+    for (const char* key : {"2147483647", "-5"}) {
+        SCOPED_TRACE(key);
+        const std::string path = Put("direct.onf", std::string("   -1\n400\n1\n") + key +
+                                                       ", 510, -1, -1, -1, -1, 0\n\n0\n   -1\n");
+        OnfResultRequestFile requests(Wide(path));
+        ExpectFailure([&] { requests.Read(); }, kBlockTag,
+                      "Error in ONF-file " + path + ", block 400:\nThe record id " + key +
+                          " in line 4 cannot serve as a record index.\nThe ids of this block must "
+                          "lie between 0 and 65535.");
+    }
+}
+
+// A folded run expands to its values, so a few bytes could ask for gigabytes: one list holds at
+// most 2^26 values, on both routes.
+TEST(Limits, AFoldedRunBeyondTheListLimitFailsOnBothRoutes) {
+    const std::string path =
+        Put("long_run.onf", "   -1\n200\n1\n1, 2000000000, BIG\n1-2000000000\n   -1\n");
+    OnfGroupsFile groups(Wide(path));
+    ExpectFailure([&] { groups.Read(); }, kListTag,
+                  "Error in ONF-file \"" + path +
+                      "\", line 5:\nThe list holds more than 67108864 values.");
+
+    ONFOptResultFile result(Wide(Dir() + "result.onf"));
+    std::istringstream in("   -1\n200\n1\n7, 2000000000\nBIG\n1-2000000000\n   -1\n");
+    const QSV_Failure failure = Failure([&] { in >> result; });
+    ASSERT_NE(failure.GetNested(), nullptr);
+    EXPECT_EQ(failure.GetNested()->GetMessage(),
+              "The ONF group 7 declares 2000000000 values, more than the 67108864 values a list "
+              "may hold in line 5.");
+}
+
+// Counts of entries and items far beyond the text allocate nothing up front: the stream route
+// stops at the end of the input, the block route fails at the first line that is not there.
+TEST(Limits, CountsFarBeyondTheFileStopAtItsEnd) {
+    ONFOptResultFile byStream(Wide(Dir() + "result.onf"));
+    std::istringstream in("   -1\n710\n2000000000\n1\ntitle\n2000000000\n5, 1.5\n");
+    EXPECT_THROW(in >> byStream, QSV_Failure);
+    ASSERT_EQ(byStream.GetSizeDBNodalScalar(), 1);
+    // The item that failed half-way is not kept: the entry's count tells the items it holds.
+    EXPECT_EQ(byStream.GetOptDBNodalScalar().GetEntry(0).GetCount(), 1);
+    EXPECT_EQ(byStream.GetOptDBNodalScalar().GetEntry(0).GetItems().size(), 1u);
+
+    const std::string path =
+        Put("counts.onf", "   -1\n710\n1\n1\ntitle\n2000000000\n5, 1.5\n   -1\n");
+    ONFOptResultFile byBlocks(Wide(path));
+    ExpectFailure([&] { byBlocks.Read(); }, "|%P|BrelonOnfEngine|ONFOptResNodalScalar",
+                  "The ONF file \"" + path +
+                      "\" ends a data block at line 8 before all of its records were read.");
+    EXPECT_EQ(byBlocks.GetSizeDBNodalScalar(), 0);
+}
+
+} // namespace
