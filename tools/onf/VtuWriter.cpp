@@ -374,13 +374,15 @@ void SetValue(VtuArray& array, size_t at, const BrelonMatrix<3, 1, double>& valu
 
 } // namespace
 
-ModelVtuExport::ModelVtuExport(const OnfModelFile& model) : m_Model(model) {
+ModelVtuExport::ModelVtuExport(const OnfModelFile& model)
+    : m_Model(model), m_Nodes(model.GetBlock(kNodeBlock)),
+      m_Elements(model.GetBlock(kElementBlock)) {
     AddPoints();
     AddCells();
 }
 
 void ModelVtuExport::AddPoints() {
-    const OnfBlock& nodes = m_Model.GetBlock(kNodeBlock);
+    const OnfBlock& nodes = m_Nodes;
     const long long maxIndex = nodes.GetMaxIndex();
     m_NodeIndexToPoint.assign(static_cast<size_t>(maxIndex + 1), -1);
     m_Grid.points.reserve(nodes.GetNumRecords() * 3);
@@ -396,7 +398,7 @@ void ModelVtuExport::AddPoints() {
 }
 
 void ModelVtuExport::AddCells() {
-    const OnfBlock& elements = m_Model.GetBlock(kElementBlock);
+    const OnfBlock& elements = m_Elements;
     const long long maxIndex = elements.GetMaxIndex();
     m_ElementIndexToCell.assign(static_cast<size_t>(maxIndex + 1), -1);
     VtuArray ids = MakeArray("ElementId", VtuArray::INT32, 1, 0);
@@ -426,7 +428,7 @@ void ModelVtuExport::AddCells() {
 // Appends the cell of the element at `index`; false, counted and (except for dummies) warned
 // about, when it cannot be drawn.
 bool ModelVtuExport::AddCell(size_t index) {
-    const OnfBlock& elements = m_Model.GetBlock(kElementBlock);
+    const OnfBlock& elements = m_Elements;
     const int id = elements.GetId(index);
     const int type = elements.GetInt(index, kElemType);
     if (type == OnfElement::ELEM_DUMMY) {
@@ -462,12 +464,12 @@ bool ModelVtuExport::AddCell(size_t index) {
 }
 
 int64_t ModelVtuExport::PointOf(int node) const {
-    const long long index = m_Model.GetBlock(kNodeBlock).GetRecordIdx(node);
+    const long long index = m_Nodes.GetRecordIdx(node);
     return index < 0 ? -1 : m_NodeIndexToPoint[static_cast<size_t>(index)];
 }
 
 int64_t ModelVtuExport::CellOf(int element) const {
-    const long long index = m_Model.GetBlock(kElementBlock).GetRecordIdx(element);
+    const long long index = m_Elements.GetRecordIdx(element);
     return index < 0 ? -1 : m_ElementIndexToCell[static_cast<size_t>(index)];
 }
 

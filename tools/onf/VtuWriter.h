@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+class OnfBlock;
 class OnfModelFile;
 class OnfGroupsFile;
 class ONFOptResultFile;
@@ -128,6 +129,9 @@ private:
     void Warn(const std::string& text);
 
     const OnfModelFile& m_Model;
+    // The node and element blocks, looked up once: a look-up by number is not cheap.
+    const OnfBlock& m_Nodes;
+    const OnfBlock& m_Elements;
     VtuGrid m_Grid;
     // By record index of the node and element blocks: the point or cell made of it, or -1.
     std::vector<int64_t> m_NodeIndexToPoint;
