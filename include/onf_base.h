@@ -66,6 +66,16 @@ protected:
     std::string m_Header;
 };
 
+namespace onf_detail {
+// The type of the `header` constant of the stream block classes: the text as a std::string
+// that also converts to a C string, so that callers may compare, print and pass it as either.
+class StreamHeaderText : public std::string {
+public:
+    explicit StreamHeaderText(const char* text) : std::string(text) {}
+    operator const char*() const { return c_str(); }
+};
+} // namespace onf_detail
+
 // Helpers of the block-route loads of the stream classes (defined in onf_base.cpp).
 namespace onf_detail {
 // The next line of the current block. Throws a QSV_Failure with `tag` when the block has no

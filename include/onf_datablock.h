@@ -29,13 +29,14 @@ class TextLineSplitter;
 class ONFOptResTitle {
 public:
     static constexpr int block_id = 700;
-    static constexpr const char* header = "ONF OPT Result Title";
+    // "ONF OPT Result Title"
+    static const onf_detail::StreamHeaderText header;
 
     ONFOptResTitle() = default;
     explicit ONFOptResTitle(std::string title) : m_Title(std::move(title)) {}
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
     // A copy of the title.
     std::string GetSubtitle() const { return m_Title; }
     void Nullify() { m_Title.clear(); }
@@ -49,13 +50,14 @@ private:
 class ONFOptResNodalScalar {
 public:
     static constexpr int block_id = 710;
-    static constexpr const char* header = "ONF OPT Result Nodal Scalar Value";
+    // "ONF OPT Result Nodal Scalar Value"
+    static const onf_detail::StreamHeaderText header;
 
     ONFOptResNodalScalar() = default;
     ONFOptResNodalScalar(int id, double value) : m_ID(id), m_Value(value) {}
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
     int GetID() const { return m_ID; }
     double GetValue() const { return m_Value; }
     // Zero value; the id stays.
@@ -71,7 +73,8 @@ private:
 class ONFOptResNodalVector {
 public:
     static constexpr int block_id = 720;
-    static constexpr const char* header = "ONF OPT Result Nodal Vector Value";
+    // "ONF OPT Result Nodal Vector Value"
+    static const onf_detail::StreamHeaderText header;
 
     ONFOptResNodalVector() = default;
     ONFOptResNodalVector(int id, const BrelonMatrix<3, 1, double>& value)
@@ -79,7 +82,7 @@ public:
     ONFOptResNodalVector(int id, double x, double y, double z) : m_ID(id), m_Value(x, y, z) {}
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
     int GetID() const { return m_ID; }
     const BrelonMatrix<3, 1, double>& GetValue() const { return m_Value; }
     double GetValueVX() const { return m_Value[0]; }
@@ -97,7 +100,8 @@ private:
 class ONFOptResNodalDisp {
 public:
     static constexpr int block_id = 730;
-    static constexpr const char* header = "ONF OPT Result Nodal Displacement Value";
+    // "ONF OPT Result Nodal Displacement Value"
+    static const onf_detail::StreamHeaderText header;
 
     ONFOptResNodalDisp() = default;
     ONFOptResNodalDisp(int id, const BrelonMatrix<3, 1, double>& value)
@@ -105,7 +109,7 @@ public:
     ONFOptResNodalDisp(int id, double x, double y, double z) : m_ID(id), m_Value(x, y, z) {}
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
     int GetID() const { return m_ID; }
     const BrelonMatrix<3, 1, double>& GetValue() const { return m_Value; }
     double GetValueDispX() const { return m_Value[0]; }
@@ -123,13 +127,14 @@ private:
 class ONFOptResElemScalar {
 public:
     static constexpr int block_id = 740;
-    static constexpr const char* header = "ONF OPT Result Element Scalar Value";
+    // "ONF OPT Result Element Scalar Value"
+    static const onf_detail::StreamHeaderText header;
 
     ONFOptResElemScalar() = default;
     ONFOptResElemScalar(int id, double value) : m_ID(id), m_Value(value) {}
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
     int GetID() const { return m_ID; }
     double GetValue() const { return m_Value; }
     void Nullify() { m_Value = 0.0; }

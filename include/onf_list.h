@@ -96,7 +96,8 @@ std::ostream& operator<<(std::ostream& os, const ONFGroup& group);
 class ONFNodeGroup : public ONFGroup {
 public:
     static constexpr int block_id = 200;
-    static constexpr const char* header = "ONF NODE GROUP DEFINITION";
+    // "ONF NODE GROUP DEFINITION"
+    static const onf_detail::StreamHeaderText header;
 
     ONFNodeGroup() = default;
     ONFNodeGroup(int id, const std::string& name, const std::vector<int>& data)
@@ -108,14 +109,15 @@ public:
     ~ONFNodeGroup() override = default;
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
 };
 
 // The groups of elements, block 210.
 class ONFElementGroup : public ONFGroup {
 public:
     static constexpr int block_id = 210;
-    static constexpr const char* header = "ONF ELEMENT GROUP DEFINITION";
+    // "ONF ELEMENT GROUP DEFINITION"
+    static const onf_detail::StreamHeaderText header;
 
     ONFElementGroup() = default;
     ONFElementGroup(int id, const std::string& name, const std::vector<int>& data)
@@ -127,5 +129,5 @@ public:
     ~ONFElementGroup() override = default;
 
     static int GetBlockID() { return block_id; }
-    static std::string GetHeader() { return header; }
+    static const onf_detail::StreamHeaderText& GetHeader() { return header; }
 };

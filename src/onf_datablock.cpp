@@ -99,6 +99,16 @@ std::ostream& WriteVectorItem(std::ostream& os, const Item& item) {
 
 } // namespace
 
+const onf_detail::StreamHeaderText ONFOptResTitle::header("ONF OPT Result Title");
+const onf_detail::StreamHeaderText
+    ONFOptResNodalScalar::header("ONF OPT Result Nodal Scalar Value");
+const onf_detail::StreamHeaderText
+    ONFOptResNodalVector::header("ONF OPT Result Nodal Vector Value");
+const onf_detail::StreamHeaderText
+    ONFOptResNodalDisp::header("ONF OPT Result Nodal Displacement Value");
+const onf_detail::StreamHeaderText
+    ONFOptResElemScalar::header("ONF OPT Result Element Scalar Value");
+
 // ---------------------------------------------------------------------------------------------
 // Block route.
 

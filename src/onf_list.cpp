@@ -142,6 +142,11 @@ std::ostream& operator<<(std::ostream& os, const ONFList& list) {
 
 // ---------------------------------------------------------------------------------------------
 
+const onf_detail::StreamHeaderText ONFNodeGroup::header("ONF NODE GROUP DEFINITION");
+const onf_detail::StreamHeaderText ONFElementGroup::header("ONF ELEMENT GROUP DEFINITION");
+
+// ---------------------------------------------------------------------------------------------
+
 ONFGroup::ONFGroup() : ONFBaseItem(0) {}
 
 ONFGroup::ONFGroup(int id, const std::string& name, const std::vector<int>& data)

@@ -199,3 +199,13 @@ TEST(StreamBlocks, HugeCountsInShortInputStopOrFail) {
                   "records were read.");
     EXPECT_EQ(nodal.GetSize(), 0);
 }
+
+// Callers use the header constants both as strings and as C strings.
+TEST(StreamBlocks, HeaderConstantsCompareAsTextInEitherForm) {
+    EXPECT_EQ(ONFOptResNodalDisp::header, "ONF OPT Result Nodal Displacement Value");
+    EXPECT_EQ(ONFNodeGroup::GetHeader(), "ONF NODE GROUP DEFINITION");
+    EXPECT_STREQ(ONFOptResTitle::header, "ONF OPT Result Title");
+    EXPECT_STREQ(ONFElementGroup::GetHeader(), "ONF ELEMENT GROUP DEFINITION");
+    const std::string copied = ONFOptResElemScalar::header;
+    EXPECT_EQ(copied, ONFOptResElemScalar::GetHeader());
+}
