@@ -19,10 +19,11 @@ public:
     ONFList();
     // A list of that one value, not a list of that size.
     explicit ONFList(int value);
-    explicit ONFList(const std::vector<int>& data);
-    explicit ONFList(std::vector<int>&& data);
+    // Implicit, so that a vector or a set of ids passes wherever a list is asked for.
+    ONFList(const std::vector<int>& data);
+    ONFList(std::vector<int>&& data);
     // The values ascending.
-    explicit ONFList(const std::set<int>& data);
+    ONFList(const std::set<int>& data);
     ONFList(const ONFList& other);
     ONFList(ONFList&& other) noexcept;
     ONFList& operator=(const ONFList& other);

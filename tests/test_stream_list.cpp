@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <sstream>
 
 using onf_stream_test::CatchFailure;
@@ -19,9 +20,9 @@ using QSV_LogMacros::LOG_WARNING;
 
 namespace {
 
-std::string Written(const std::vector<int>& values) {
+std::string Written(const ONFList& values) {
     std::ostringstream os;
-    os << ONFList(values);
+    os << values;
     return os.str();
 }
 
@@ -118,6 +119,7 @@ TEST(StreamList, TextFoldsAscendingRunsOfThreeOrMore) {
     for (const auto& c : cases) {
         EXPECT_EQ(Written(c.first), c.second);
     }
+    EXPECT_EQ(Written(std::set<int>{9, 1, 7, 3, 5}), "1-9:2"); // a set gives its values ascending
     onf_test::LogCapture log;
     EXPECT_EQ(Written({}), " \n");
     EXPECT_TRUE(log.Has(LOG_TRACE, "Writing empty ONFlist"));
