@@ -415,17 +415,8 @@ QSV_IdType CatalogueIdTypeOfLetter(char letter) {
     }
 }
 
-namespace {
-
-size_t SizeOfFormatChar(char c) {
+size_t FormatCharSize(char c) {
     switch (c) {
-    case 'R':
-    case 'r':
-        return 8;
-    case 'V':
-        return 24;
-    case 'T':
-        return 48;
     case 'I':
     case 'i':
     case 'F':
@@ -435,16 +426,49 @@ size_t SizeOfFormatChar(char c) {
     case 'L':
     case 'D':
         return 4;
+    case 'R':
+    case 'r':
+        return 8;
+    case 'V':
+        return 24;
+    case 'T':
+        return 48;
     default:
         return 0;
+    }
+}
+
+BlockDataType FormatCharType(char c) {
+    switch (c) {
+    case 'I':
+    case 'i':
+        return BDT_INTEGER;
+    case 'R':
+    case 'r':
+        return BDT_REAL;
+    case 'F':
+    case 'f':
+        return BDT_FLOAT;
+    case 'S':
+        return BDT_STRING;
+    case 'V':
+        return BDT_VECTOR;
+    case 'T':
+        return BDT_TENSOR;
+    case 'O':
+        return BDT_ORDERED_LIST;
+    case 'L':
+        return BDT_INT_LIST;
+    case 'D':
+        return BDT_DOUBLE_LIST;
+    default:
+        return static_cast<BlockDataType>(0);
     }
 }
 
 bool IsLayoutMark(char c) {
     return c == 'b' || c == '|';
 }
-
-} // namespace
 
 size_t RecordDataSizeOfFormat(const char* format) {
     bool skipKey = std::strchr(format, '|') != nullptr;
@@ -456,7 +480,7 @@ size_t RecordDataSizeOfFormat(const char* format) {
             skipKey = false;
             continue;
         }
-        size += SizeOfFormatChar(*c);
+        size += FormatCharSize(*c);
     }
     return size;
 }

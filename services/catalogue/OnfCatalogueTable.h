@@ -30,6 +30,15 @@ const CatalogueRowDef* GetCatalogueRows(size_t& count);
 // any letter that names no space.
 QSV_IdType CatalogueIdTypeOfLetter(char letter);
 
+// What one format character stands for in a record: the bytes its item takes and its item type,
+// both 0 for a layout mark or an unknown character. An optional (lower-case) item has the size
+// and type of its mandatory form. Every record layout is derived from these two.
+size_t FormatCharSize(char c);
+BlockDataType FormatCharType(char c);
+
+// True for the characters that describe no item: `b` (a line end) and `|` (the key mark).
+bool IsLayoutMark(char c);
+
 // Bytes that a format's items 1 upward take in a record: the key (implicit, or the character in
 // front of a bar) lives in the 4-byte id field and is not counted.
 size_t RecordDataSizeOfFormat(const char* format);

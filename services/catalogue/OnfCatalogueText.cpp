@@ -1,15 +1,13 @@
 // Listings of the catalogue for the `onf catalogue` command and for docs/catalogue.md.
 #include "catalogue/OnfCatalogueText.h"
 
+#include "catalogue/OnfCatalogueTable.h"
+
 #include "QSV_Failure.h"
 
 namespace onf_detail {
 
 namespace {
-
-bool IsLayoutMark(char c) {
-    return c == 'b' || c == '|';
-}
 
 const char* IdSpaceName(QSV_IdType type) {
     if (type < 0 || type > ID_NONE)

@@ -1,5 +1,6 @@
 // The block base: record layout from a format string, and the parts of the abstract interface
 // that every block can do with the rest of it.
+#include "catalogue/OnfCatalogueTable.h"
 #include "database/DatabaseDetail.h"
 
 #include <algorithm>
@@ -80,55 +81,13 @@ QSV_DataBlock::IndexIterator QSV_DataBlock::End() const {
 
 // ---- Layout -------------------------------------------------------------------------------------
 
+// The catalogue owns the meaning of format characters; blocks only lay records out by it.
 size_t QSV_DataBlock::FormatCharSize(char c) {
-    switch (c) {
-    case 'I':
-    case 'i':
-    case 'F':
-    case 'f':
-    case 'S':
-    case 'O':
-    case 'L':
-    case 'D':
-        return 4;
-    case 'R':
-    case 'r':
-        return 8;
-    case 'V':
-        return 24;
-    case 'T':
-        return 48;
-    default:
-        return 0;
-    }
+    return onf_detail::FormatCharSize(c);
 }
 
 BlockDataType QSV_DataBlock::FormatCharType(char c) {
-    switch (c) {
-    case 'I':
-    case 'i':
-        return BDT_INTEGER;
-    case 'R':
-    case 'r':
-        return BDT_REAL;
-    case 'F':
-    case 'f':
-        return BDT_FLOAT;
-    case 'S':
-        return BDT_STRING;
-    case 'V':
-        return BDT_VECTOR;
-    case 'T':
-        return BDT_TENSOR;
-    case 'O':
-        return BDT_ORDERED_LIST;
-    case 'L':
-        return BDT_INT_LIST;
-    case 'D':
-        return BDT_DOUBLE_LIST;
-    default:
-        return static_cast<BlockDataType>(0);
-    }
+    return onf_detail::FormatCharType(c);
 }
 
 QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor) : m_Descriptor(descriptor) {
@@ -164,7 +123,7 @@ void QSV_DataBlock::DeriveLayout() {
     size_t running = m_KeyInFormat ? 0 : 4;
     bool keyPending = m_KeyInFormat;
     for (const char c : m_FormatString) {
-        if (c == 'b' || c == '|') {
+        if (IsLayoutMark(c)) {
             continue;
         }
         if (keyPending) {
