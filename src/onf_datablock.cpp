@@ -140,7 +140,8 @@ void ONFOptResElemScalar::LoadFrom(TextLinesProvider& lines, TextLineSplitter& s
 // Stream route.
 
 std::istream& operator>>(std::istream& is, ONFOptResTitle& item) {
-    std::string title;
+    // Read over the old text: a stream that has failed before reads nothing and leaves it.
+    std::string title = item.GetSubtitle();
     onf_getline_dosunix(is, title);
     item = ONFOptResTitle(std::move(title));
     return is;

@@ -52,6 +52,9 @@ TEST(StreamItems, EachItemReadsAndWritesOneLine) {
     EXPECT_EQ(Written(title) + Written(scalar) + Written(vector) + Written(disp) + Written(element),
               "Iteration 3\n7, 5.000000e-01\n8, 1.500000e+00, 2.000000e+00, 3.000000e+00\n"
               "-2, 1.000000e+00, -2.500000e+00, 0.000000e+00\n9, 2.250000e+00\n");
+    is.setstate(std::ios_base::failbit); // a failed stream reads nothing: the title stays
+    is >> title;
+    EXPECT_EQ(title.GetSubtitle(), "Iteration 3");
 }
 
 // Item lines take a fast path for the result file's own number format: it must write what the
