@@ -6,6 +6,7 @@
 #include "BrelonTextServices.h"
 #include "QSV_Failure.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -112,7 +113,17 @@ std::istream& operator>>(std::istream& is, ONFList& list) {
         list.m_Data.clear();
         return is;
     }
-    ReadListValues(is, list.m_Data, list.m_Data.size());
+    // The values go to the front of the sized list: when a separator is missing, those read
+    // before it are stored and the rest of the list stays as it was.
+    std::vector<int> values;
+    values.reserve(list.m_Data.size());
+    try {
+        ReadListValues(is, values, list.m_Data.size());
+    } catch (...) {
+        std::copy(values.begin(), values.end(), list.m_Data.begin());
+        throw;
+    }
+    list.m_Data.swap(values);
     return is;
 }
 

@@ -133,8 +133,11 @@ TEST(StreamList, ReadingStopsAtTheListSize) {
     EXPECT_EQ(ReadList("3 -4", 1), Result({3}, " -4")); // "-" after a blank is no run
 
     ONF_LINE_NR = 0;
-    ExpectFailure(CatchFailure([] { ReadList("1 2", 2); }), "161048150210", "ONFList",
+    ONFList kept(std::vector<int>{7, 8, 9});
+    std::istringstream broken("1-2 3");
+    ExpectFailure(CatchFailure([&] { broken >> kept; }), "161048150210", "ONFList",
                   "The ONF list separator character was not found.");
+    EXPECT_EQ(kept.GetData(), (std::vector<int>{1, 2, 9})); // what was read before is stored
 }
 
 TEST(StreamList, EmptyListReadsOneZero) {
