@@ -4,6 +4,7 @@
 
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
+#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 #include "QSV_Failure.h"
@@ -15,6 +16,7 @@
 #include <unordered_map>
 
 using namespace QSV_DataRecordItem;
+using onf_detail::ForEachRecord;
 
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|OnfGroupsFile";
@@ -50,16 +52,6 @@ std::string ReplacementSuffix(int n) {
     return "_" + std::to_string(n);
 }
 
-// Visits the set records of `block` in index order, up to the last one it holds now.
-template <typename Visit>
-void ForEachRecord(const OnfBlock& block, Visit visit) {
-    const long long last = block.GetMaxIndex();
-    for (long long index = 0; index <= last; ++index) {
-        if (block.HasRecord(static_cast<size_t>(index))) {
-            visit(static_cast<size_t>(index));
-        }
-    }
-}
 } // namespace
 
 OnfGroupsFile::OnfGroupsFile(const std::wstring& name) : m_FileName(name) {

@@ -3,10 +3,12 @@
 
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
+#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 
 using namespace QSV_DataRecordItem;
+using onf_detail::ForEachRecord;
 
 namespace {
 const QSV_OnfId kLcRequestBlock = static_cast<QSV_OnfId>(900);
@@ -23,17 +25,6 @@ void GetUnquotedAlias(const OnfBlock& block, size_t index, std::string& alias) {
     if (BrelonStringUtil::is_quoted_str(alias, kQuote) && alias.size() >= 2) {
         alias.pop_back();
         alias.erase(0, 1);
-    }
-}
-
-// Visits the set records of `block` in index order.
-template <typename Visit>
-void ForEachRecord(const OnfBlock& block, Visit visit) {
-    const long long last = block.GetMaxIndex();
-    for (long long index = 0; index <= last; ++index) {
-        if (block.HasRecord(static_cast<size_t>(index))) {
-            visit(static_cast<size_t>(index));
-        }
     }
 }
 
