@@ -35,6 +35,17 @@ void CheckLayout(const QSV_DataBlock& block, QSV_OnfId id, const char* items) {
         }
     }
 }
+
+size_t SideRecordIndex(const OnfBlock& block, QSV_OnfId id, const char* items, int recordId,
+                       const char* failureId) {
+    CheckLayout(block, id, items);
+    const long long index = block.GetRecordIdx(recordId);
+    if (index < 0) {
+        onf_detail::ThrowFailure(failureId, kTag, kCrossReferenceText, recordId,
+                                 static_cast<int>(id));
+    }
+    return static_cast<size_t>(index);
+}
 } // namespace rr
 } // namespace onf_detail
 
@@ -148,14 +159,9 @@ void OnfResultRequestFile::InitRrm() {
 void OnfResultRequestFile::DecodeDetails(QSV_OnfId target, int recordId, ResultRequest& request) {
     if (target == kGlobalMatrices) {
         const OnfBlock& side = GetBlock(kMatrixBlock);
-        CheckLayout(side, kMatrixBlock, kMatrixItems);
-        const long long index = side.GetRecordIdx(recordId);
-        if (index < 0) {
-            onf_detail::ThrowFailure("105466170309", kTag, kCrossReferenceText, recordId,
-                                     static_cast<int>(kMatrixBlock));
-        }
+        const size_t at =
+            SideRecordIndex(side, kMatrixBlock, kMatrixItems, recordId, "105466170309");
         std::unique_ptr<MatrixRequest> matrix(new MatrixRequest);
-        const size_t at = static_cast<size_t>(index);
         matrix->flag_1 = side.GetInt(at, Item(1));
         matrix->flag_2 = side.GetInt(at, Item(2));
         matrix->flag_3 = side.GetInt(at, Item(3));
@@ -164,14 +170,9 @@ void OnfResultRequestFile::DecodeDetails(QSV_OnfId target, int recordId, ResultR
         request.details = std::move(matrix);
     } else if (target == kUserVariables) {
         const OnfBlock& side = GetBlock(kUserVarBlock);
-        CheckLayout(side, kUserVarBlock, kUserVarItems);
-        const long long index = side.GetRecordIdx(recordId);
-        if (index < 0) {
-            onf_detail::ThrowFailure("105617170309", kTag, kCrossReferenceText, recordId,
-                                     static_cast<int>(kUserVarBlock));
-        }
+        const size_t at =
+            SideRecordIndex(side, kUserVarBlock, kUserVarItems, recordId, "105617170309");
         std::unique_ptr<UserVarRequest> userVar(new UserVarRequest);
-        const size_t at = static_cast<size_t>(index);
         userVar->kind = side.GetInt(at, UV_KIND);
         if (userVar->kind == 1) {
             side.GetString(at, UV_NAME, userVar->name);

@@ -4,6 +4,7 @@
 
 #include "QSV_OnfCatalogue.h"
 
+class OnfBlock;
 class QSV_DataBlock;
 
 namespace onf_detail {
@@ -81,6 +82,12 @@ extern const char* const kGroupItems;       // blocks 10030 and 10032
 // fails with "ONF block %d has the format '%s', which the result-request file cannot read."
 // otherwise, so that no read goes past a record.
 void CheckLayout(const QSV_DataBlock& block, QSV_OnfId id, const char* items);
+
+// The index of record `recordId` of the side block `id` that a request refers to, after
+// CheckLayout with `items`. A record the block lacks fails with kCrossReferenceText and the
+// identifier `failureId`.
+size_t SideRecordIndex(const OnfBlock& block, QSV_OnfId id, const char* items, int recordId,
+                       const char* failureId);
 
 } // namespace rr
 } // namespace onf_detail

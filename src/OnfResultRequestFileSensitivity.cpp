@@ -58,13 +58,8 @@ std::map<std::string, std::string> MergeEqualSets(const OnfResultRequestFile::Se
 // outside 0 to 2.
 void OnfResultRequestFile::InitSensRrm(ResultRequest& request, int recordId) {
     const OnfBlock& block = GetBlock(kSensitivityBlock);
-    CheckLayout(block, kSensitivityBlock, kSensitivityItems);
-    const long long found = block.GetRecordIdx(recordId);
-    if (found < 0) {
-        onf_detail::ThrowFailure("104923030917", kTag, kCrossReferenceText, recordId,
-                                 static_cast<int>(kSensitivityBlock));
-    }
-    const size_t index = static_cast<size_t>(found);
+    const size_t index =
+        SideRecordIndex(block, kSensitivityBlock, kSensitivityItems, recordId, "104923030917");
     std::unique_ptr<SensitivityRequest> details(new SensitivityRequest);
     block.GetString(index, SR_NAME, details->name);
     block.GetString(index, SR_LABEL, details->label);
