@@ -4,6 +4,7 @@
 #include "OnfMaterialsReducer.h"
 
 #include "BrelonNumerics.h"
+#include "OnfAddedMaterialDetail.h"
 #include "OnfBlockSet.h"
 #include "QSV_Failure.h"
 
@@ -330,14 +331,9 @@ void OnfMaterialsReducer::AddRecord(size_t recordIdx, const OnfBlock& block,
 
 void OnfMaterialsReducer::GetRecord(size_t recordIdx, const OnfBlock& block,
                                     MaterialRecord& record) {
-    using namespace QSV_DataRecordItem;
-    record.id = block.GetId(recordIdx);
-    record.ref = block.GetInt(recordIdx, ItemAddMatRef);
-    record.parentMaterial = block.GetInt(recordIdx, ItemAddMatParent);
-    block.GetString(recordIdx, ItemAddMatName, record.name);
-    block.GetString(recordIdx, ItemAddMatText, record.text);
-    GetFlags(block, recordIdx, record.flags);
-    GetValues(block, recordIdx, record.values);
+    record.flags.resize(kNumValues);
+    record.values.resize(kNumValues);
+    onf_detail::ReadAddedMaterial(block, recordIdx, record);
 }
 
 void OnfMaterialsReducer::SetRecord(const MaterialRecord& record, size_t recordIdx,

@@ -3,6 +3,7 @@
 #include "OnfModifFile.h"
 
 #include "BrelonLineInput.h"
+#include "OnfAddedMaterialDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 #include "OnfConstants.h"
@@ -281,19 +282,8 @@ bool OnfModifFile::IsOnlyForceOrMomentActiv(size_t recordIdx) const {
 
 void OnfModifFile::GetAddedMat(const OnfBlock& block, size_t recordIdx,
                                OnfAddMaterial::AddMat& mat) const {
-    using namespace QSV_DataRecordItem;
-    mat.id = block.GetId(recordIdx);
-    mat.ref = block.GetInt(recordIdx, ItemAddMatRef);
-    mat.parentMaterial = block.GetInt(recordIdx, ItemAddMatParent);
-    block.GetString(recordIdx, ItemAddMatName, mat.name);
-    block.GetString(recordIdx, ItemAddMatText, mat.text);
     // Written in place: the caller sized both vectors, and a short one takes what fits.
-    for (size_t k = 0; k < 5 && k < mat.flags.size(); ++k) {
-        mat.flags[k] = block.GetInt(recordIdx, static_cast<DataRecordItem>(ItemAddMatFlag0 + k));
-    }
-    for (size_t k = 0; k < 5 && k < mat.values.size(); ++k) {
-        mat.values[k] = block.GetReal(recordIdx, static_cast<DataRecordItem>(ItemAddMatValue0 + k));
-    }
+    onf_detail::ReadAddedMaterial(block, recordIdx, mat);
 }
 
 void OnfModifFile::ReduceMaterials(int targetCount) {
