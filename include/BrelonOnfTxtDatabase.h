@@ -30,6 +30,9 @@ class TextLineSplitter;
 extern const wchar_t* const BRELON_OPTIMIZATION_DATABASE; // L"optimization_database"
 extern const char* const BRELON_VTM_CACHE_SIZE;           // "vtm_cache_size"
 
+// The block database over one ONF text file: holds every block of the file in memory, owns the
+// pools, id maps and text tools its blocks share, fills itself from a reader and writes itself
+// through a writer. Blocks live as long as the database; one database belongs to one thread.
 class BrelonOnfTxtDatabase : public QSV_Database {
 public:
     // What LoadFrom does with a block of the file.

@@ -90,6 +90,9 @@ struct OnfConstObject {
     size_t m_Index = 0;
 };
 
+// The in-memory store of one ONF data block: fixed-size records laid out by the block's format
+// string, with strings and lists in the database's shared pools. Records are reached by index;
+// the typed face speaks in external ids, the abstract face in indices of the id maps.
 class OnfBlock : public QSV_DataBlock {
 public:
     using Item = QSV_DataRecordItem::DataRecordItem;

@@ -6,6 +6,8 @@
 #include "BrelonOnfTxtDatabase.h"
 #include "OnfBlock.h"
 
+// A text database without a file of its own, addressed by plain block number: the base of every
+// typed file object.
 class OnfBlockSet : public BrelonOnfTxtDatabase {
 public:
     // A set with an empty file name.

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <string>
 
+// The line sink through which ONF text leaves the engine: each line goes to a file stream with a
+// line end; a failed write becomes a QSV_Failure.
 class OnfBlockTextWriter : public TextLinesWriter {
 public:
     enum WriteMode {

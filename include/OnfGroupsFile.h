@@ -19,6 +19,8 @@
 
 class OnfModelFile;
 
+// The groups file: named node groups (block 200) and element groups (block 210). Merges repeated
+// blocks on reading and repairs clashing names.
 class OnfGroupsFile : public OnfBlockSet {
 public:
     // An empty groups file (empty blocks 200 and 210) that Read and Write use at `name`, taken

@@ -11,6 +11,8 @@
 
 #include <string>
 
+// The init file: size hints of a model, one record of block 97 for each ONF block (first and last
+// record id, record count).
 class OnfInitFile : public OnfBlockSet {
 public:
     // An empty init file (the empty block 97) that Read and Write use at `name`, taken as

@@ -20,6 +20,8 @@
 class OnfBlock;
 class OnfBlockSet;
 
+// Replaces the added materials of a modification file by a limited number of clustered materials
+// with averaged values, and tells the caller which old id became which new one.
 class OnfMaterialsReducer {
 public:
     // One added material, item by item.

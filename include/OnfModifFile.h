@@ -34,6 +34,9 @@ struct AddMat {
 };
 } // namespace OnfAddMaterial
 
+// The modification file: what an optimisation run wants changed in the model before the next
+// solver run, with the look-up lists, queries, element-set splitting and the ply and material
+// reductions built on its blocks 800 to 890.
 class OnfModifFile : public OnfBlockSet {
 public:
     // One set of elements that all received exactly the same modification.

@@ -100,6 +100,8 @@ public:
 };
 } // namespace OnfSensitivity
 
+// The result request file: which results the optimiser wants from the solver. Keeps the raw
+// blocks 400 to 440 and a decoded request map that the request queries answer from.
 class OnfResultRequestFile : public OnfBlockSet {
 public:
     // One entry of the result request map. Copying clones the details, so every request owns

@@ -26,6 +26,8 @@ struct MatrixStepInfo {
     std::wstring modelName;
 };
 
+// The scratch file of one optimisation job (default name "900.onf"): load case maps, matrix
+// steps, a special element set for matrix output and design response aliases.
 class OnfTemporaryFile : public OnfBlockSet {
 public:
     // An empty file (the five empty blocks) named "900" plus the default suffix.
