@@ -1,6 +1,7 @@
 // The model file on disk: a model with every kind of content written and read back equal, block
 // by block, and the example model read without a warning.
 #include "LogCapture.h"
+#include "SameContent.h"
 #include "test_model_util.h"
 
 #include "BrelonLineInput.h"
@@ -74,31 +75,6 @@ std::wstring TempName(const char* stem) {
            std::to_wstring(::testing::UnitTest::GetInstance()->random_seed()) + L".onf";
 }
 
-// Every block of `expected` is in `actual` with the same records, compared by key through the
-// id adapters so that indices and pool handles of the two files do not matter.
-void ExpectSameBlocks(const OnfModelFile& expected, const OnfModelFile& actual) {
-    const QSV_DataDescriptorPattern all;
-    ASSERT_EQ(expected.FindBlocks(all), actual.FindBlocks(all));
-    for (const QSV_DataDescriptor& descriptor : expected.FindBlocks(all)) {
-        const QSV_DataBlock& a = expected.GetDataBlock(descriptor);
-        const QSV_DataBlock& b = actual.GetDataBlock(descriptor);
-        SCOPED_TRACE(static_cast<const OnfBlock&>(a).GetBlockId());
-        ASSERT_EQ(a.GetNumRecords(), b.GetNumRecords());
-        QSV_ConstIdDataBlock readA(a, expected.GetIdMapsPool());
-        QSV_ConstIdDataBlock readB(b, actual.GetIdMapsPool());
-        std::unique_ptr<QSV_ConstIdDataRecord> recordA(readA.CreateIdDataRecord());
-        std::unique_ptr<QSV_ConstIdDataRecord> recordB(readB.CreateIdDataRecord());
-        for (auto it = a.Begin(); it.IsValid(); ++it) {
-            ASSERT_TRUE(readA.GetRecordByIndex(*it, *recordA));
-            const bool found = recordA->HasKeyName()
-                                   ? readB.GetRecord(recordA->GetKeyName(), *recordB)
-                                   : readB.GetRecord(recordA->GetKeyId(), *recordB);
-            ASSERT_TRUE(found) << "record " << recordA->GetKeyId();
-            EXPECT_TRUE(*recordA == *recordB) << "record " << recordA->GetKeyId();
-        }
-    }
-}
-
 TEST(ModelFileIo, FullModelReadsBackEqual) {
     const std::wstring name = TempName("model_full");
     OnfModelFile written(name, nullptr);
@@ -111,14 +87,14 @@ TEST(ModelFileIo, FullModelReadsBackEqual) {
     OnfModelFile read(name, nullptr);
     read.Read();
     std::remove(BrelonStringUtil::wide_to_utf8(name.c_str()).c_str());
-    ExpectSameBlocks(written, read);
+    ExpectSameContent(written, read);
     EXPECT_EQ(read.GetModelCs().GetResolvedCs(), (std::set<int>{0, 1, 10, 11}));
     EXPECT_EQ(read.GetNodeGlobalCoordinates(8), written.GetNodeGlobalCoordinates(8));
 
     // A database copy holds the same blocks too.
     OnfModelFile copy(L"copy.onf", nullptr);
     copy.LoadFromDb(read);
-    ExpectSameBlocks(read, copy);
+    ExpectSameContent(read, copy);
 }
 
 TEST(ModelFileIo, ExampleModelReadsWithoutWarnings) {
