@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 // An abstract source of text lines, read one after the other. Lines are NUL-terminated byte
@@ -59,9 +61,30 @@ public:
     const char* const* GetLines() const { return m_Lines.data(); }
 
 private:
+    // Leaves new bytes uninitialised: the file's bytes overwrite them at once, and filling a
+    // large text with zeros first would touch every page twice.
+    template <typename T>
+    struct UninitialisedAllocator : std::allocator<T> {
+        template <typename U>
+        struct rebind {
+            using other = UninitialisedAllocator<U>;
+        };
+        UninitialisedAllocator() = default;
+        template <typename U>
+        UninitialisedAllocator(const UninitialisedAllocator<U>&) noexcept {}
+        template <typename U>
+        void construct(U* where) noexcept {
+            ::new (static_cast<void*>(where)) U;
+        }
+        template <typename U, typename... Args>
+        void construct(U* where, Args&&... args) {
+            ::new (static_cast<void*>(where)) U(std::forward<Args>(args)...);
+        }
+    };
+
     void CutIntoLines(size_t size);
 
-    std::vector<char> m_Text; // the file's bytes plus one NUL behind them
+    std::vector<char, UninitialisedAllocator<char>> m_Text; // the file's bytes plus one NUL
     std::vector<const char*> m_Lines;
 };
 

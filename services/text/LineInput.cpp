@@ -19,6 +19,31 @@ inline bool IsSpace(unsigned char c) {
     return c == ' ' || (c >= 9 && c <= 13);
 }
 
+// Bytes the splitter reads behind a line's NUL when it scans eight bytes at a time.
+constexpr size_t kScanPadding = 8;
+constexpr uint64_t kOnes = 0x0101010101010101ULL;
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+
+// The high bit of every zero byte of `x`. A borrow can flag a byte behind a zero byte, never
+// one in front of it, so the lowest flag marks the first zero byte exactly.
+inline uint64_t ZeroBytes(uint64_t x) {
+    return (x - kOnes) & ~x & kHighBits;
+}
+
+// The first byte at or after `p` that is `a`, `b` or the NUL; `a` and `b` come as eight copies
+// of the byte. Reads in words of eight bytes, so up to seven bytes behind the NUL must be readable.
+inline char* FindStop(char* p, uint64_t a, uint64_t b) {
+    for (;;) {
+        uint64_t word;
+        std::memcpy(&word, p, sizeof word);
+        const uint64_t hits = ZeroBytes(word) | ZeroBytes(word ^ a) | ZeroBytes(word ^ b);
+        if (hits != 0) {
+            return p + (__builtin_ctzll(hits) >> 3); // bytes are in memory order (little endian)
+        }
+        p += sizeof word;
+    }
+}
+
 // Closes a descriptor on every way out of the file loader.
 class FileCloser {
 public:
@@ -34,7 +59,8 @@ private:
 // Reads everything from `fd` into `text`, with one spare byte behind it for the NUL. A regular
 // file of `expected` bytes is read straight into a buffer of that size; what comes beyond it
 // (a file that grew, a pipe that does not know its size) is read in chunks and appended.
-bool ReadAll(int fd, size_t expected, std::vector<char>& text, size_t& size) {
+template <typename Text>
+bool ReadAll(int fd, size_t expected, Text& text, size_t& size) {
     size = 0;
     text.resize(expected + 1);
     char chunk[16384];
@@ -86,7 +112,7 @@ TextLinesParser& TextLinesParser::operator=(const TextLinesParser& other) {
 TextLinesParser::~TextLinesParser() = default;
 
 void TextLinesParser::Clear() {
-    std::vector<char>().swap(m_Text);
+    decltype(m_Text)().swap(m_Text);
     std::vector<const char*>().swap(m_Lines);
 }
 
@@ -132,6 +158,9 @@ void TextLinesParser::CutIntoLines(size_t size) {
     char* const end = p + size;
     *end = '\0';
     m_Lines.clear();
+    // Room for lines of 32 bytes on average, so that a model file's pointer array is not copied
+    // while it grows; pages of the reserve that no line needs are never touched.
+    m_Lines.reserve(size / 32 + 1);
     // Editors on some platforms put a UTF-8 byte order mark in front of a text; it is no
     // part of the first line.
     if (size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
@@ -192,8 +221,8 @@ void TextLineSplitter::Rebase(const TextLineSplitter& other) {
 void TextLineSplitter::SplitLine(const char* line, Mode mode, char separator, char quote) {
     m_NumTokens = 0;
     size_t length = line ? std::strlen(line) : 0;
-    if (m_Buffer.size() < length + 1) {
-        m_Buffer.resize(length + 1);
+    if (m_Buffer.size() < length + 1 + kScanPadding) {
+        m_Buffer.resize(length + 1 + kScanPadding);
     }
     char* p = m_Buffer.data();
     if (length > 0) {
@@ -207,16 +236,30 @@ void TextLineSplitter::SplitLine(const char* line, Mode mode, char separator, ch
     if (p == end) {
         return; // empty or all whitespace: no tokens
     }
-    const bool quotes = mode != SPLIT_PLAIN;
+    // The copy ends in a NUL and holds no other, so the scans below stop at the NUL instead of
+    // testing the end. Without quoting the quote character is the NUL too: it never opens a pair.
+    const char opener = mode != SPLIT_PLAIN ? quote : '\0';
+    const uint64_t separators = kOnes * static_cast<unsigned char>(separator);
+    const uint64_t openers = kOnes * static_cast<unsigned char>(opener);
     for (;;) {
-        while (p < end && IsSpace(static_cast<unsigned char>(*p))) {
+        while (IsSpace(static_cast<unsigned char>(*p))) {
             ++p;
         }
         char* start = p;
-        bool inQuote = false;
-        while (p < end && (inQuote || *p != separator)) {
-            if (quotes && *p == quote) {
-                inQuote = !inQuote;
+        for (;;) {
+            p = FindStop(p, separators, openers);
+            const char c = *p;
+            if (c == separator || c == '\0') {
+                break; // a separator outside quotes, or the end of the line
+            }
+            // An opening quote: separators up to its closing one do not cut; an unclosed quote
+            // runs to the end of the line.
+            ++p;
+            while (*p != quote && *p != '\0') {
+                ++p;
+            }
+            if (*p == '\0') {
+                break;
             }
             ++p;
         }

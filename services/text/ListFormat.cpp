@@ -115,10 +115,16 @@ void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int
         values.push_back(int(run.first));
         return;
     }
-    values.reserve(values.size() + size_t(count));
+    // Geometric growth: reserving just the run would copy the whole list once per run.
+    const size_t start = values.size();
+    if (values.capacity() - start < count) {
+        values.reserve(std::max(start + size_t(count), 2 * values.capacity()));
+    }
+    values.resize(start + size_t(count));
+    int* out = values.data() + start;
     int64_t value = run.first;
     for (uint64_t k = 0; k < count; ++k, value += run.step) {
-        values.push_back(int(value));
+        out[k] = int(value);
     }
 }
 
@@ -136,8 +142,11 @@ void AppendRealToken(TextLinesProvider& lines, const char* token, std::vector<do
 
 // Walks the list's lines: hands each token to `append` and pulls the next line while the current
 // one ends in the separator (its last token is empty). The first line is already split.
-template <typename AppendToken>
-void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, AppendToken append) {
+// Room for one value a token is made line by line, growing the list geometrically, so that a
+// short list takes one allocation and a long one no more than a doubling vector would.
+template <typename T, typename AppendToken>
+void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, std::vector<T>& values,
+                   AppendToken append) {
     if (splitter.GetNumTokens() == 0) {
         return; // the empty list
     }
@@ -145,6 +154,9 @@ void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, AppendT
         size_t numTokens = splitter.GetNumTokens();
         bool goesOn = numTokens > 1 && splitter.GetToken(numTokens - 1)[0] == '\0';
         size_t numValues = goesOn ? numTokens - 1 : numTokens;
+        if (values.capacity() - values.size() < numValues) {
+            values.reserve(std::max(values.size() + numValues, 2 * values.capacity()));
+        }
         for (size_t i = 0; i < numValues; ++i) {
             append(splitter.GetToken(i));
         }
@@ -230,14 +242,14 @@ void onf_detail::fold_int_list(const int* values, size_t count, std::string& out
 void QSV_ListFormatUtil::read_onf_int_list(TextLinesProvider& lines, std::vector<int>& values,
                                            TextLineSplitter& splitter) {
     values.clear();
-    ReadListLines(lines, splitter,
+    ReadListLines(lines, splitter, values,
                   [&](const char* token) { AppendIntToken(lines, token, values); });
 }
 
 void QSV_ListFormatUtil::read_onf_real_list(TextLinesProvider& lines, std::vector<double>& values,
                                             TextLineSplitter& splitter) {
     values.clear();
-    ReadListLines(lines, splitter,
+    ReadListLines(lines, splitter, values,
                   [&](const char* token) { AppendRealToken(lines, token, values); });
 }
 
