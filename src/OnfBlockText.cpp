@@ -20,6 +20,7 @@
 #include "QSV_IdMap.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -55,6 +56,50 @@ int ParseInt(const char* text) {
     int result;
     std::memcpy(&result, &value, sizeof result);
     return result;
+}
+
+// An integer item: the value as ParseInt reads it, and whether the text is a valid integer as
+// BrelonFormatUtil::is_int judges it (sign, at least one digit, nothing else, 32-bit range), in
+// one pass over the text instead of two.
+int ParseCheckedInt(const char* text, bool& valid) {
+    const char* p = text;
+    bool negative = false;
+    if (*p == '+' || *p == '-') {
+        negative = *p == '-';
+        ++p;
+    }
+    const char* const digits = p;
+    uint32_t value = 0;
+    uint64_t magnitude = 0; // saturates far above the 32-bit range
+    for (unsigned digit = static_cast<unsigned char>(*p) - '0'; digit < 10;
+         digit = static_cast<unsigned char>(*p) - '0') {
+        value = value * 10u + digit;
+        magnitude = magnitude < (uint64_t(1) << 40) ? magnitude * 10 + digit : magnitude;
+        ++p;
+    }
+    const uint64_t limit = negative ? 2147483648ULL : 2147483647ULL;
+    valid = p != digits && *p == '\0' && magnitude <= limit;
+    if (negative) {
+        value = 0u - value;
+    }
+    int result;
+    std::memcpy(&result, &value, sizeof result);
+    return result;
+}
+
+// A real item whose whole text is a plain decimal number in range (the common case) is read
+// by std::from_chars and is valid; for any other text, false, and the caller takes the general
+// conversion and validity test. The same value comes out either way.
+bool ParsePlainReal(const char* text, double& value) {
+    const bool plus = *text == '+'; // from_chars takes no plus sign; a minus it takes itself
+    const char* p = plus ? text + 1 : text;
+    const char* digits = !plus && *p == '-' ? p + 1 : p;
+    if (!((*digits >= '0' && *digits <= '9') || *digits == '.')) {
+        return false;
+    }
+    const char* const end = p + std::strlen(p);
+    const std::from_chars_result result = std::from_chars(p, end, value);
+    return result.ec == std::errc() && result.ptr == end;
 }
 
 template <typename T>
@@ -276,14 +321,29 @@ size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char 
 size_t OnfBlock::LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
                             size_t token) {
     const char* text = context.Token(token);
+    if ((c == 'I' || c == 'i') && (type == BDT_INTEGER || type == BDT_OPT_INTEGER)) {
+        bool valid = false;
+        StoreValue(where, ParseCheckedInt(text, valid));
+        if (!valid) {
+            ++context.counters[BrelonFormatUtil::NVS_INVALID];
+            context.anyInvalid = true;
+        }
+        return token + 1;
+    }
+    double value = 0.0;
+    const bool plain = c != 'I' && c != 'i' && ParsePlainReal(text, value) &&
+                       (type == BDT_REAL || type == BDT_FLOAT || type == BDT_OPT_REAL);
     if (c == 'I' || c == 'i') {
         StoreValue(where, ParseInt(text));
     } else if (c == 'R' || c == 'r') {
-        StoreValue(where, BrelonFormatUtil::str_to_double(text, nullptr));
+        StoreValue(where, plain ? value : BrelonFormatUtil::str_to_double(text, nullptr));
     } else {
-        StoreValue(where, static_cast<float>(BrelonFormatUtil::str_to_double(text, nullptr)));
+        StoreValue(where, static_cast<float>(
+                              plain ? value : BrelonFormatUtil::str_to_double(text, nullptr)));
     }
-    context.anyInvalid |= IsValueInvalid(text, type, context.counters);
+    if (!plain) {
+        context.anyInvalid |= IsValueInvalid(text, type, context.counters);
+    }
     return token + 1;
 }
 
@@ -323,6 +383,11 @@ size_t OnfBlock::LoadReals(LoadContext& context, unsigned char* where, size_t co
     const BlockDataType type = count == 6 ? BDT_TENSOR : BDT_VECTOR;
     for (size_t k = 0; k < count; ++k) {
         const char* text = context.Token(token + k);
+        double value = 0.0;
+        if (ParsePlainReal(text, value)) {
+            StoreValue(where + k * sizeof(double), value);
+            continue;
+        }
         StoreValue(where + k * sizeof(double), BrelonFormatUtil::str_to_double(text, nullptr));
         context.anyInvalid |= IsValueInvalid(text, type, context.counters);
     }

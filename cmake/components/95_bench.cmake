@@ -1,5 +1,10 @@
 # Benchmarks: the model generator and one Google Benchmark program holding the baselines (and,
 # as they come, the engine's benchmarks of the same tasks, named "Engine/<Task>").
+
+# The loader's quick number paths against the general ones: part of every test build, since it
+# guards the hot path that the benchmarks measure.
+onf_add_test(test_bench_numbers tests/test_bench_numbers.cpp)
+
 if(NOT ONF_BUILD_BENCH)
     return()
 endif()
