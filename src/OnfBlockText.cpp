@@ -509,6 +509,73 @@ struct RecordLine {
         count = 0;
     }
 };
+
+// String items. A reader splits a record line at commas outside double quotes and trims each
+// token; quotes stay in the token. A string goes into its line as it stands whenever that gives
+// it back unchanged, so the bytes of such files never change. Any other string would cost data,
+// and often more than its own: a comma shifts every later value of the record, blanks at its
+// ends are lost, a quote left open takes the values behind it along, a line break splits the
+// line, and a line of its own that reads "   -1" ends the block. Such a string goes out between
+// double quotes, with each quote inside it doubled, so that it reads back as one token: the
+// quoted text, which a later write gives out unchanged. A line break cannot stand inside a line
+// at all and is written as a blank.
+
+bool IsBlank(char c) {
+    return c == ' ' || (c >= 9 && c <= 13);
+}
+
+bool IsLineBreak(char c) {
+    return c == '\n' || c == '\r';
+}
+
+// Whether `text` reads back as itself when written bare. A quote left open runs to the end of
+// the line, which is harmless only when nothing follows the string there (`endsLine`).
+bool ReadsBackBare(const char* text, bool endsLine) {
+    if (*text == '\0') {
+        return true;
+    }
+    bool quoted = false;
+    const char* c = text;
+    for (; *c != '\0'; ++c) {
+        if (*c == '"') {
+            quoted = !quoted;
+        } else if ((*c == ',' && !quoted) || IsLineBreak(*c)) {
+            return false;
+        }
+    }
+    return !IsBlank(*text) && !IsBlank(c[-1]) && (!quoted || endsLine);
+}
+
+// Appends string item `text` to `csv` in the form described above.
+void AppendStringItem(CsvLineWriter& csv, const char* text, bool endsLine) {
+    if (ReadsBackBare(text, endsLine)) {
+        csv.AppendValue(text);
+        return;
+    }
+    std::string safe;
+    for (const char* c = text; *c != '\0'; ++c) {
+        safe += IsLineBreak(*c) ? ' ' : *c;
+    }
+    if (!ReadsBackBare(safe.c_str(), endsLine)) {
+        std::string quoted(1, '"');
+        for (const char c : safe) {
+            quoted += c;
+            if (c == '"') {
+                quoted += '"';
+            }
+        }
+        safe = quoted + '"';
+    }
+    csv.AppendValue(safe.c_str());
+}
+
+// Whether the value at format position `pos`, the line's `countAfter`th, is the last of its
+// line: a `b` follows or the line is full. At the end of a format without `b` the next record
+// goes on in the same line.
+bool ValueEndsLine(const std::string& format, size_t pos, size_t countAfter) {
+    const size_t next = format.find_first_not_of('|', pos + 1);
+    return next != std::string::npos && (format[next] == 'b' || countAfter % 10 == 0);
+}
 } // namespace
 
 void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
@@ -538,7 +605,13 @@ void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
         if (item >= m_NumItems) {
             break;
         }
-        WriteItem(index, item, c, line.csv, writer, line.count);
+        if (c == 'S') {
+            AppendStringItem(line.csv, GetString(index, static_cast<Item>(item)),
+                             ValueEndsLine(format, pos, line.count + 1));
+            ++line.count;
+        } else {
+            WriteItem(index, item, c, line.csv, writer, line.count);
+        }
         const bool optional = c == 'i' || c == 'f' || c == 'r';
         if (optional && pos + 1 < format.size() && IsValueMandatory(format[pos + 1])) {
             line.Flush();
@@ -547,6 +620,8 @@ void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
     }
 }
 
+// Every item but a string, which WriteRecord writes, since its form depends on what follows it
+// in the line.
 void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
                          TextLinesWriter& writer, size_t& count) const {
     const unsigned char* where = ItemPtr(index, item);
@@ -564,10 +639,6 @@ void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
     case 'R':
     case 'r':
         csv.AppendValue(LoadValue<double>(where));
-        ++count;
-        break;
-    case 'S':
-        csv.AppendValue(GetString(index, static_cast<Item>(item)));
         ++count;
         break;
     case 'V':

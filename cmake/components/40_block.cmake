@@ -4,4 +4,4 @@ target_sources(BrelonOnfEngine PRIVATE
     src/OnfBlockText.cpp
     src/OnfBlockSet.cpp)
 onf_add_test(test_block tests/test_block_grammar.cpp tests/test_block_roundtrip.cpp
-    tests/test_block_access.cpp)
+    tests/test_block_access.cpp tests/test_block_strings.cpp)
