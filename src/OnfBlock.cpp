@@ -6,6 +6,7 @@
 // BrelonMemRecArray and never move; nothing in a record is a pointer: strings, lists and names
 // are 32-bit handles into the database's pools and id maps.
 #include "OnfBlock.h"
+#include "OnfBlockDetail.h"
 
 #include "BrelonOnfIdMap.h"
 #include "BrelonOnfTxtDatabase.h"
@@ -17,20 +18,11 @@
 #include <cstring>
 #include <memory>
 
+using onf_detail::LoadValue;
+using onf_detail::StoreValue;
+
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
-
-template <typename T>
-void StoreValue(unsigned char* where, T value) {
-    std::memcpy(where, &value, sizeof value);
-}
-
-template <typename T>
-T LoadValue(const unsigned char* where) {
-    T value;
-    std::memcpy(&value, where, sizeof value);
-    return value;
-}
 
 const std::vector<int> kNoInts;
 const std::vector<double> kNoReals;

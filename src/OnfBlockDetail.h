@@ -5,8 +5,23 @@
 #include "OnfBlock.h"
 
 #include <cstddef>
+#include <cstring>
 
 namespace onf_detail {
+
+// A value into and out of a record. Items lie packed without alignment, so every access goes
+// byte-wise through a copy.
+template <typename T>
+void StoreValue(unsigned char* where, T value) {
+    std::memcpy(where, &value, sizeof value);
+}
+
+template <typename T>
+T LoadValue(const unsigned char* where) {
+    T value;
+    std::memcpy(&value, where, sizeof value);
+    return value;
+}
 
 // Visits the set records of `block` in index order, up to the last one it holds when the visit
 // starts: records that `visit` appends behind it are not visited.

@@ -8,6 +8,7 @@
 // ignored. The writer writes the same grammar: at most ten values a line, `b` ends a line, and
 // values behind an optional item start a fresh line, so the reader finds them again.
 #include "OnfBlock.h"
+#include "OnfBlockDetail.h"
 
 #include "BrelonLineInput.h"
 #include "BrelonOnfIdMap.h"
@@ -24,6 +25,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+
+using onf_detail::LoadValue;
+using onf_detail::StoreValue;
 
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
@@ -102,20 +106,6 @@ bool ParsePlainReal(const char* text, double& value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
-template <typename T>
-void StoreValue(unsigned char* where, T value) {
-    std::memcpy(where, &value, sizeof value);
-}
-
-template <typename T>
-T LoadValue(const unsigned char* where) {
-    T value;
-    std::memcpy(&value, where, sizeof value);
-    return value;
-}
-
-const std::vector<int> kNoInts;
-const std::vector<double> kNoReals;
 } // namespace
 
 // What one LoadBlock call carries from line to line.
