@@ -143,6 +143,12 @@ public:
             if (records != run.counters.end() && records->second.value > 0.0) {
                 const double ns = 1e9 / records->second.value;
                 best.nsPerRecord = best.nsPerRecord > 0.0 ? std::min(best.nsPerRecord, ns) : ns;
+                if (user != run.counters.end()) { // user CPU over the records of one iteration
+                    const double userNs = 1e6 * user->second.value / (seconds / ns * 1e9);
+                    best.userNsPerRecord = best.userNsPerRecord > 0.0
+                                               ? std::min(best.userNsPerRecord, userNs)
+                                               : userNs;
+                }
             }
         }
     }
@@ -150,19 +156,21 @@ public:
     void Finalize() override {
         ConsoleReporter::Finalize();
         PrintRatios();
-        std::printf("\n%-28s %14s\n", "Benchmark", "ns/record");
+        std::printf("\n%-28s %14s %14s\n", "Benchmark", "ns/record", "user ns/rec");
         for (const auto& [name, best] : m_Best) {
             if (best.nsPerRecord > 0.0) {
-                std::printf("%-28s %14.1f\n", name.c_str(), best.nsPerRecord);
+                std::printf("%-28s %14.1f %14.1f\n", name.c_str(), best.nsPerRecord,
+                            best.userNsPerRecord);
             }
         }
     }
 
 private:
     struct Best {
-        double wall = 0.0;        // seconds per iteration
-        double userMs = 0.0;      // user CPU milliseconds per iteration, 0 if not measured
-        double nsPerRecord = 0.0; // wall nanoseconds per record, 0 without a record count
+        double wall = 0.0;            // seconds per iteration
+        double userMs = 0.0;          // user CPU milliseconds per iteration, 0 if not measured
+        double nsPerRecord = 0.0;     // wall nanoseconds per record, 0 without a record count
+        double userNsPerRecord = 0.0; // user CPU nanoseconds per record, 0 if not measured
     };
 
     void PrintRatios() const {
@@ -213,6 +221,9 @@ void SetThroughput(benchmark::State& state, size_t bytesPerIteration, size_t rec
 }
 
 PeakMemoryProbe::PeakMemoryProbe() {
+    // Memory that earlier benchmarks freed goes back to the system first, so that the peak
+    // counts what this benchmark takes and the start is not inflated by what it may reuse.
+    malloc_trim(0);
     // Writing 5 to clear_refs resets the peak resident size (VmHWM) to the current one.
     std::ofstream clear("/proc/self/clear_refs");
     clear << "5";
