@@ -5,11 +5,14 @@
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
 #include "OnfBlock.h"
+#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 #include "OnfConstants.h"
 #include "QSV_Failure.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <map>
 #include <memory>
 
@@ -25,6 +28,62 @@ bool IsCatalogued(const QSV_DataDescriptor& descriptor) {
     }
     const int id = descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID);
     return id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(id);
+}
+
+// Bytes of one record of a block read in `format` (its id field included), laid out as
+// QSV_DataBlock lays out a custom format: with a bar the first item lies over the id field and
+// widens it when it is wider.
+size_t RecordBytesOfFormat(const std::string& format) {
+    const bool keyInFormat = format.find('|') != std::string::npos;
+    size_t bytes = keyInFormat ? 0 : 4;
+    bool keyPending = keyInFormat;
+    for (const char c : format) {
+        if (c == 'b' || c == '|') {
+            continue;
+        }
+        bytes = keyPending ? QSV_DataBlock::FormatCharSize(c)
+                           : bytes + QSV_DataBlock::FormatCharSize(c);
+        keyPending = false;
+    }
+    return std::max<size_t>(bytes, 4);
+}
+
+// Fails before a block's declared records are made when they would hold more storage than its
+// body text allows (see onf_detail::RecordBudget). The body's bytes are counted only when the
+// records do not fit a budget of one byte a line, so ordinary blocks pay nothing.
+void CheckRecordBudget(OnfBlockTextReader& reader, size_t blockIndex, size_t recordBytes) {
+    const OnfBlockTextReader::BLOCK_INFO& info = reader.GetBlocksInfo()[blockIndex];
+    const size_t records = static_cast<size_t>(info.num_records);
+    if (records <= onf_detail::RecordBudget(info.num_lines) / recordBytes) {
+        return;
+    }
+    reader.ProvideBlock(blockIndex);
+    const size_t bodyBytes = onf_detail::BodyBytes(reader);
+    const size_t budget = onf_detail::RecordBudget(bodyBytes);
+    if (records <= budget / recordBytes) {
+        return;
+    }
+    const size_t needed = records > SIZE_MAX / recordBytes ? SIZE_MAX : records * recordBytes;
+    onf_detail::ThrowFailure(
+        nullptr, kTag,
+        "Error in ONF-file %s, block %d:\nIts %Iu records of %Iu bytes each need %Iu bytes, but "
+        "its %Iu bytes of record lines allow at most %Iu bytes of records.",
+        BrelonStringUtil::wide_to_utf8(reader.FileName().c_str()).c_str(),
+        static_cast<int>(info.block_id), records, recordBytes, needed, bodyBytes, budget);
+}
+
+// CheckRecordBudget for block `blockIndex` of `reader`, read in the catalogue's layout
+// (`catalogueLayout`) or in its file's format. A block that the catalogue lacks has no
+// catalogue layout: its constructor refuses it.
+void CheckReaderBlockBudget(OnfBlockTextReader& reader, size_t blockIndex, bool catalogueLayout) {
+    const OnfBlockTextReader::BLOCK_INFO& info = reader.GetBlocksInfo()[blockIndex];
+    if (!catalogueLayout) {
+        CheckRecordBudget(reader, blockIndex, RecordBytesOfFormat(info.format));
+    } else if (IsCatalogued(info.descriptor)) {
+        const int id = info.descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID);
+        const QSV_OnfMetaData& row = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(id));
+        CheckRecordBudget(reader, blockIndex, row.m_RecordDataSize + 4);
+    }
 }
 } // namespace
 
@@ -142,6 +201,7 @@ void BrelonOnfTxtDatabase::InitDb(QSV_DatabaseDefs::AccessMode mode, size_t,
     for (size_t i = 0; i < blocks.size(); ++i) {
         const OnfBlockTextReader::BLOCK_INFO& info = blocks[i];
         const size_t numRecords = static_cast<size_t>(info.num_records);
+        CheckReaderBlockBudget(reader, i, info.format.empty());
         std::unique_ptr<OnfBlock> block(
             info.format.empty() ? new OnfBlock(info.descriptor, numRecords, *this, *m_Helpers)
                                 : new OnfBlock(info.descriptor, info.format.c_str(), numRecords,
@@ -215,6 +275,8 @@ OnfBlock* BrelonOnfTxtDatabase::NewBlock(const QSV_DataDescriptor& descriptor,
 std::unique_ptr<OnfBlock> BrelonOnfTxtDatabase::LoadReaderBlock(OnfBlockTextReader& reader,
                                                                 size_t blockIndex) {
     const OnfBlockTextReader::BLOCK_INFO& info = reader.GetBlocksInfo()[blockIndex];
+    CheckReaderBlockBudget(reader, blockIndex,
+                           IsCatalogued(info.descriptor) || info.format.empty());
     std::unique_ptr<OnfBlock> block(
         NewBlock(info.descriptor, info.format, static_cast<size_t>(info.num_records)));
     reader.ProvideBlock(blockIndex);

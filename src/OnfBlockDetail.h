@@ -7,7 +7,25 @@
 #include <cstddef>
 #include <cstring>
 
+class TextLinesProvider;
+
 namespace onf_detail {
+
+// Record storage that a block read from a file may hold: a floor, and so many bytes for every
+// byte of its body text (its lines and their line ends). Records cost their format's size
+// whatever their lines hold, so without this a long format of optional items and lines of one
+// character each would make a block far larger than its file.
+constexpr size_t kRecordBudgetFloor = size_t(1) << 20;
+constexpr size_t kRecordBudgetFactor = 64;
+
+// The budget above for `bodyBytes` bytes of body text.
+inline size_t RecordBudget(size_t bodyBytes) {
+    return kRecordBudgetFloor + kRecordBudgetFactor * bodyBytes;
+}
+
+// Bytes of the lines that `lines` hands out, one line end counted for each, read from its first
+// line on; `lines` is left rewound.
+size_t BodyBytes(TextLinesProvider& lines);
 
 // A value into and out of a record. Items lie packed without alignment, so every access goes
 // byte-wise through a copy.

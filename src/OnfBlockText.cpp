@@ -35,7 +35,9 @@ const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
 // Keys of a block without id map are record indices, so a key makes the block allocate that many
 // record slots. A file cannot name a key far beyond its size without this bound making a block of
 // gigabytes out of a few bytes: the bound admits every key below this floor and below sixteen
-// times the declared record count, which leaves room for sparse numbering.
+// times the declared record count, which leaves room for sparse numbering. The slots below the
+// bound must also fit the record budget of the block's body text (onf_detail::RecordBudget):
+// with long records, the floor alone would be gigabytes.
 constexpr size_t kDirectIndexFloor = size_t(1) << 16;
 constexpr size_t kDirectIndexFactor = 16;
 
@@ -106,7 +108,29 @@ bool ParsePlainReal(const char* text, double& value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
+// The bound on the keys of a directly indexed block of `declared` records of `recordBytes` bytes
+// whose body `lines` hands out (see kDirectIndexFloor).
+size_t DirectKeyLimit(size_t declared, size_t recordBytes, TextLinesProvider& lines) {
+    const size_t limit = std::max(kDirectIndexFloor, kDirectIndexFactor * declared);
+    if (limit <= onf_detail::kRecordBudgetFloor / recordBytes) {
+        return limit; // the whole range fits the budget of any body
+    }
+    const size_t budgetSlots = onf_detail::RecordBudget(onf_detail::BodyBytes(lines)) / recordBytes;
+    // The declared records are made already; the budget never takes them back.
+    return std::min(limit, std::max(budgetSlots, declared));
+}
+
 } // namespace
+
+size_t onf_detail::BodyBytes(TextLinesProvider& lines) {
+    size_t bytes = 0;
+    lines.Rewind();
+    for (const char* line = lines.ExtractLine(); line != nullptr; line = lines.ExtractLine()) {
+        bytes += std::strlen(line) + 1;
+    }
+    lines.Rewind();
+    return bytes;
+}
 
 // What one LoadBlock call carries from line to line.
 struct OnfBlock::LoadContext {
@@ -116,6 +140,7 @@ struct OnfBlock::LoadContext {
     std::vector<size_t> counters = std::vector<size_t>(4, 0);
     bool anyInvalid = false;
     size_t numLines = 0;
+    size_t keyLimit = 0; // keys of a directly indexed block lie below this
 
     LoadContext(TextLinesProvider& l, TextLineSplitter& s) : lines(l), splitter(s) {}
     size_t NumTokens() const { return splitter.GetNumTokens(); }
@@ -165,6 +190,9 @@ void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     LoadContext context(lines, m_Helpers.m_Splitter);
     if (QSV_OnfInfoPool::ExistsOnfBlock(m_BlockId)) {
         context.row = &QSV_OnfInfoPool::GetOnfInfo(m_BlockId);
+    }
+    if (m_DirectIndexed || m_IdMap == nullptr) {
+        context.keyLimit = DirectKeyLimit(m_NumExpectedRecords, m_Records.RecordSize(), lines);
     }
     for (const char* line = lines.ExtractLine(); line != nullptr; line = lines.ExtractLine()) {
         if (!LoadRecord(context, line)) {
@@ -221,7 +249,7 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int&
     if (m_DirectIndexed || m_IdMap == nullptr) {
         // A negative key becomes a huge index and is refused by the bound as well.
         const size_t index = static_cast<size_t>(static_cast<long long>(key));
-        const size_t limit = std::max(kDirectIndexFloor, kDirectIndexFactor * m_NumExpectedRecords);
+        const size_t limit = context.keyLimit;
         if (index >= limit) {
             onf_detail::ThrowFailure(
                 nullptr, kTag,

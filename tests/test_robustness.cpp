@@ -308,9 +308,10 @@ TEST(Limits, IdsAtThe32BitLimitsReadAndWriteBackInUnsignedOrder) {
 }
 
 // Keys of a block without id map are record indices: one far beyond the block's size fails
-// instead of making that many records, and so does a negative one.
+// instead of making that many records, and so does a negative one. The ids allowed are those
+// whose 40-byte records fit 1 MiB and 64 bytes for each byte of the block's text (38 and 30).
 TEST(Limits, AKeyFarBeyondADirectlyIndexedBlockFailsInsteadOfAllocating) {
-    for (const char* key : {"2147483647", "-5"}) {
+    for (const auto& [key, last] : {std::pair{"2147483647", "26274"}, {"-5", "26261"}}) {
         SCOPED_TRACE(key);
         const std::string path = Put("direct.onf", std::string("   -1\n400\n1\n") + key +
                                                        ", 510, -1, -1, -1, -1, 0\n\n0\n   -1\n");
@@ -318,8 +319,53 @@ TEST(Limits, AKeyFarBeyondADirectlyIndexedBlockFailsInsteadOfAllocating) {
         ExpectFailure([&] { requests.Read(); }, kBlockTag,
                       "Error in ONF-file " + path + ", block 400:\nThe record id " + key +
                           " in line 4 cannot serve as a record index.\nThe ids of this block must "
-                          "lie between 0 and 65535.");
+                          "lie between 0 and " +
+                          last + ".");
     }
+}
+
+// A record costs its format's size whatever its line holds. A long format of optional items
+// over lines of one character each must not make a block far larger than its file: the
+// declared records fail before they are made, on every load route, and a key of a directly
+// indexed block stays below what the block's text pays for.
+TEST(Limits, LongRecordsOverShortLinesStayWithinTheBudgetOfTheirText) {
+    const std::string head =
+        "   -1\n   -3\nFORMAT=i" + std::string(2000, 'r') + "\n   -3\nNON_ONF\n";
+    std::string lines;
+    for (int k = 0; k < 100; ++k) {
+        lines += "1\n";
+    }
+    const std::string path = Put("long_format.onf", head + "100\n" + lines + "   -1\n");
+    const std::string message = "Error in ONF-file " + path +
+                                ", block -1:\nIts 100 records of 16008 bytes each need 1600800 "
+                                "bytes, but its 200 bytes of record lines allow at most 1061376 "
+                                "bytes of records.";
+    const char* const tag = "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase";
+    BrelonOnfTxtDatabase initialised(Wide(path));
+    ExpectFailure([&] { initialised.InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 0, L"", nullptr); },
+                  tag, message);
+    for (int action = 0; action < 4; ++action) {
+        SCOPED_TRACE(action);
+        OnfBlockTextReader reader(Wide(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+        BrelonOnfTxtDatabase loaded(L"");
+        ExpectFailure(
+            [&] {
+                loaded.LoadFrom(reader,
+                                static_cast<BrelonOnfTxtDatabase::BlockSetLoadAction>(action));
+            },
+            tag, message);
+    }
+
+    // One record: 65 slots of 16008 bytes fit the budget of its line, a 66th does not.
+    const auto initOneRecord = [&](const char* key) {
+        const std::string one = Put("long_key.onf", head + "1\n" + key + "\n   -1\n");
+        BrelonOnfTxtDatabase(Wide(one)).InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 0, L"", nullptr);
+    };
+    EXPECT_NO_THROW(initOneRecord("64"));
+    ExpectFailure([&] { initOneRecord("65"); }, kBlockTag,
+                  "Error in ONF-file " + Dir() +
+                      "long_key.onf, block -1:\nThe record id 65 in line 7 cannot serve as a "
+                      "record index.\nThe ids of this block must lie between 0 and 64.");
 }
 
 // A folded run expands to its values, so a few bytes could ask for gigabytes: one list holds at
