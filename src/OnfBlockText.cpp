@@ -40,6 +40,9 @@ const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
 // with long records, the floor alone would be gigabytes.
 constexpr size_t kDirectIndexFloor = size_t(1) << 16;
 constexpr size_t kDirectIndexFactor = 16;
+// Sparse numbering within the bound above stays admitted whatever the body holds while its slots
+// cost no more than this; every catalogued block's records are small enough for the whole range.
+constexpr size_t kDirectIndexBytesFloor = size_t(1) << 24;
 
 // The engine's integer reading of keys and integer items: optional sign, then digits up to the
 // first other byte, in 32-bit wrap-around arithmetic (unsigned, so that no overflow is undefined).
@@ -112,8 +115,8 @@ bool ParsePlainReal(const char* text, double& value) {
 // whose body `lines` hands out (see kDirectIndexFloor).
 size_t DirectKeyLimit(size_t declared, size_t recordBytes, TextLinesProvider& lines) {
     const size_t limit = std::max(kDirectIndexFloor, kDirectIndexFactor * declared);
-    if (limit <= onf_detail::kRecordBudgetFloor / recordBytes) {
-        return limit; // the whole range fits the budget of any body
+    if (limit <= kDirectIndexBytesFloor / recordBytes) {
+        return limit; // the whole range costs little whatever the body holds
     }
     const size_t budgetSlots = onf_detail::RecordBudget(onf_detail::BodyBytes(lines)) / recordBytes;
     // The declared records are made already; the budget never takes them back.
