@@ -17,11 +17,14 @@ namespace onf_fuzz {
 //
 // A value that is not finite (the block route reads "1e999" as infinity) is written as "inf" or
 // "nan", which the stream route's number reading refuses; such a text is left out of the check.
+// So is a title or name that ends in a carriage return: its line then ends in CR LF, and reading
+// takes that for the line end, so such a text cannot come back as it was.
 inline void CheckResultRoundTrip(const ONFOptResultFile& file) {
     std::ostringstream first;
     first << file;
     if (first.str().find("inf") != std::string::npos ||
-        first.str().find("nan") != std::string::npos) {
+        first.str().find("nan") != std::string::npos ||
+        first.str().find("\r\n") != std::string::npos) {
         return;
     }
     ONFOptResultFile again(TempPath("again.onf"));
