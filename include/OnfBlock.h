@@ -285,7 +285,7 @@ private:
 
     struct LoadContext;
     bool LoadRecord(LoadContext& context, const char* line);
-    size_t LoadRecordIndex(LoadContext& context, const char* keyText, int& key);
+    size_t LoadRecordIndex(LoadContext& context, int& key);
     bool LoadRecordItems(LoadContext& context, size_t index);
     size_t LoadItem(LoadContext& context, size_t index, size_t item, char c, size_t rowItem,
                     size_t token);

@@ -44,20 +44,113 @@ constexpr size_t kDirectIndexFactor = 16;
 // cost no more than this; every catalogued block's records are small enough for the whole range.
 constexpr size_t kDirectIndexBytesFloor = size_t(1) << 24;
 
+// One token of a record line, left where it stands in the line: the bytes [begin, end).
+struct TokenView {
+    const char* begin;
+    const char* end;
+};
+
+bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+constexpr uint64_t kOnes = 0x0101010101010101ULL;
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+constexpr uint64_t kCommas = kOnes * ',';
+constexpr uint64_t kQuotes = kOnes * '"';
+
+// The high bit of every zero byte of `x`. A borrow can flag a byte behind a zero byte, never
+// one in front of it, so the lowest flag marks the first zero byte exactly.
+uint64_t ZeroBytes(uint64_t x) {
+    return (x - kOnes) & ~x & kHighBits;
+}
+
+// The first comma or double quote in [p, end), or `end`. Eight bytes at a time while eight
+// remain in front of `end`, so that it reads nothing outside the line.
+const char* FindCommaOrQuote(const char* p, const char* end) {
+    for (; end - p >= 8; p += 8) {
+        uint64_t word;
+        std::memcpy(&word, p, sizeof word);
+        const uint64_t hits = ZeroBytes(word ^ kCommas) | ZeroBytes(word ^ kQuotes);
+        if (hits != 0) {
+            return p + (__builtin_ctzll(hits) >> 3); // bytes are in memory order (little endian)
+        }
+    }
+    while (p < end && *p != ',' && *p != '"') {
+        ++p;
+    }
+    return p;
+}
+
+// Cuts a record line into tokens by the same rules as TextLineSplitter::SplitLine with commas
+// and double quotes (SPLIT_KEEP_QUOTED), but without copying the line: record lines are nearly
+// all of a body and their tokens are mostly numbers, read straight from the line's bytes. Each
+// token ends in front of a blank, a comma or the line's NUL, never in front of a digit or sign.
+// Returns the number of tokens, which fill the front of `tokens` (grown as needed, never shrunk).
+size_t SplitViews(const char* p, std::vector<TokenView>& tokens) {
+    const char* const end = p + std::strlen(p);
+    while (p < end && IsBlank(*p)) {
+        ++p;
+    }
+    if (p == end) {
+        return 0; // empty or all blanks: no tokens
+    }
+    // Bytes of the line may alias anything, so the vector's members would be reloaded after
+    // every byte read; a local pointer keeps them in registers.
+    TokenView* slot = tokens.data();
+    size_t count = 0;
+    for (;;) {
+        while (IsBlank(*p)) {
+            ++p;
+        }
+        const char* const start = p;
+        for (;;) {
+            p = FindCommaOrQuote(p, end);
+            if (p == end || *p == ',') {
+                break; // a comma outside quotes, or the end of the line
+            }
+            // Commas up to the closing quote do not cut; an unclosed quote runs to the end.
+            p = static_cast<const char*>(std::memchr(p + 1, '"', static_cast<size_t>(end - p - 1)));
+            if (p == nullptr) {
+                p = end;
+                break;
+            }
+            ++p;
+        }
+        const char* stop = p;
+        while (stop > start && IsBlank(stop[-1])) {
+            --stop;
+        }
+        if (count == tokens.size()) {
+            tokens.resize(2 * count);
+            slot = tokens.data();
+        }
+        slot[count].begin = start;
+        slot[count].end = stop;
+        ++count;
+        if (p == end) {
+            return count;
+        }
+        ++p; // past the comma
+    }
+}
+
 // The engine's integer reading of keys and integer items: optional sign, then digits up to the
 // first other byte, in 32-bit wrap-around arithmetic (unsigned, so that no overflow is undefined).
 // No whitespace is skipped and no digit gives 0; IsValueInvalid judges the text separately.
-int ParseInt(const char* text) {
+int ParseInt(const char* text, const char* end) {
     uint32_t value = 0;
     bool negative = false;
-    if (*text == '+' || *text == '-') {
+    if (text < end && (*text == '+' || *text == '-')) {
         negative = *text == '-';
         ++text;
     }
-    for (unsigned digit = static_cast<unsigned char>(*text) - '0'; digit < 10;
-         digit = static_cast<unsigned char>(*text) - '0') {
+    for (; text < end; ++text) {
+        const unsigned digit = static_cast<unsigned char>(*text) - '0';
+        if (digit >= 10) {
+            break;
+        }
         value = value * 10u + digit;
-        ++text;
     }
     if (negative) {
         value = 0u - value;
@@ -70,24 +163,26 @@ int ParseInt(const char* text) {
 // An integer item: the value as ParseInt reads it, and whether the text is a valid integer as
 // BrelonFormatUtil::is_int judges it (sign, at least one digit, nothing else, 32-bit range), in
 // one pass over the text instead of two.
-int ParseCheckedInt(const char* text, bool& valid) {
+int ParseCheckedInt(const char* text, const char* end, bool& valid) {
     const char* p = text;
     bool negative = false;
-    if (*p == '+' || *p == '-') {
+    if (p < end && (*p == '+' || *p == '-')) {
         negative = *p == '-';
         ++p;
     }
     const char* const digits = p;
     uint32_t value = 0;
     uint64_t magnitude = 0; // saturates far above the 32-bit range
-    for (unsigned digit = static_cast<unsigned char>(*p) - '0'; digit < 10;
-         digit = static_cast<unsigned char>(*p) - '0') {
+    for (; p < end; ++p) {
+        const unsigned digit = static_cast<unsigned char>(*p) - '0';
+        if (digit >= 10) {
+            break;
+        }
         value = value * 10u + digit;
         magnitude = magnitude < (uint64_t(1) << 40) ? magnitude * 10 + digit : magnitude;
-        ++p;
     }
     const uint64_t limit = negative ? 2147483648ULL : 2147483647ULL;
-    valid = p != digits && *p == '\0' && magnitude <= limit;
+    valid = p != digits && p == end && magnitude <= limit;
     if (negative) {
         value = 0u - value;
     }
@@ -99,14 +194,13 @@ int ParseCheckedInt(const char* text, bool& valid) {
 // A real item whose whole text is a plain decimal number in range (the common case) is read
 // by std::from_chars and is valid; for any other text, false, and the caller takes the general
 // conversion and validity test. The same value comes out either way.
-bool ParsePlainReal(const char* text, double& value) {
-    const bool plus = *text == '+'; // from_chars takes no plus sign; a minus it takes itself
+bool ParsePlainReal(const char* text, const char* end, double& value) {
+    const bool plus = text < end && *text == '+'; // from_chars takes no plus sign, but a minus
     const char* p = plus ? text + 1 : text;
-    const char* digits = !plus && *p == '-' ? p + 1 : p;
-    if (!((*digits >= '0' && *digits <= '9') || *digits == '.')) {
+    const char* digits = !plus && p < end && *p == '-' ? p + 1 : p;
+    if (digits == end || !((*digits >= '0' && *digits <= '9') || *digits == '.')) {
         return false;
     }
-    const char* const end = p + std::strlen(p);
     const std::from_chars_result result = std::from_chars(p, end, value);
     return result.ec == std::errc() && result.ptr == end;
 }
@@ -135,7 +229,9 @@ size_t onf_detail::BodyBytes(TextLinesProvider& lines) {
     return bytes;
 }
 
-// What one LoadBlock call carries from line to line.
+// What one LoadBlock call carries from line to line. Record lines are cut into token views in
+// place; the shared splitter cuts only the lines that the list readers take, since they go on
+// with it to the list's further lines.
 struct OnfBlock::LoadContext {
     TextLinesProvider& lines;
     TextLineSplitter& splitter;
@@ -143,14 +239,43 @@ struct OnfBlock::LoadContext {
     std::vector<size_t> counters = std::vector<size_t>(4, 0);
     bool anyInvalid = false;
     size_t numLines = 0;
-    size_t keyLimit = 0; // keys of a directly indexed block lie below this
+    size_t keyLimit = 0;   // keys of a directly indexed block lie below this
+    const char* line = ""; // the line the tokens come from
+    std::vector<TokenView> tokens = std::vector<TokenView>(16); // the tokens of `line` ...
+    size_t numTokens = 0;                                       // ... in front
+    std::string text; // the last token asked for as a NUL-terminated text
 
     LoadContext(TextLinesProvider& l, TextLineSplitter& s) : lines(l), splitter(s) {}
-    size_t NumTokens() const { return splitter.GetNumTokens(); }
+    size_t NumTokens() const { return numTokens; }
     // An absent token reads as the empty text (an empty line has no token 0).
-    const char* Token(size_t i) const { return i < NumTokens() ? splitter.GetToken(i) : ""; }
-    void Split(const char* line) {
-        splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+    const char* Begin(size_t i) const { return i < numTokens ? tokens[i].begin : ""; }
+    const char* End(size_t i) const { return i < numTokens ? tokens[i].end : Begin(i); }
+    // Token `i` as a NUL-terminated text, valid until the next call.
+    const char* Text(size_t i) {
+        text.assign(Begin(i), End(i));
+        return text.c_str();
+    }
+    void Split(const char* next) {
+        line = next;
+        numTokens = SplitViews(next, tokens);
+    }
+    // A line that starts a list: the list reader cuts it (SplitForList) and reads on.
+    void TakeListLine(const char* next) {
+        line = next;
+        numTokens = 0;
+    }
+    // The splitter holds the current line, as the list readers expect it.
+    void SplitForList() { splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"'); }
+    // After a list the tokens are those of the list's last line.
+    void TakeSplitterTokens() {
+        numTokens = splitter.GetNumTokens();
+        if (tokens.size() < numTokens) {
+            tokens.resize(numTokens);
+        }
+        for (size_t i = 0; i < numTokens; ++i) {
+            const char* token = splitter.GetToken(i);
+            tokens[i] = TokenView{token, token + std::strlen(token)};
+        }
     }
     std::string FileUtf8() const {
         return BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
@@ -232,9 +357,8 @@ bool OnfBlock::LoadRecord(LoadContext& context, const char* line) {
             m_NumExpectedRecords);
     }
     context.Split(line);
-    const char* keyText = context.Token(0);
-    int key = ParseInt(keyText);
-    const size_t index = LoadRecordIndex(context, keyText, key);
+    int key = ParseInt(context.Begin(0), context.End(0));
+    const size_t index = LoadRecordIndex(context, key);
     FetchRecord(index);
     int* idField = GetRecordIdPtr(index);
     if (*idField == key) {
@@ -248,7 +372,7 @@ bool OnfBlock::LoadRecord(LoadContext& context, const char* line) {
     return LoadRecordItems(context, index);
 }
 
-size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int& key) {
+size_t OnfBlock::LoadRecordIndex(LoadContext& context, int& key) {
     if (m_DirectIndexed || m_IdMap == nullptr) {
         // A negative key becomes a huge index and is refused by the bound as well.
         const size_t index = static_cast<size_t>(static_cast<long long>(key));
@@ -267,7 +391,7 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, const char* keyText, int&
         // A name key keeps the name's index in its id field, as records set through the
         // abstract interface do: the number the name reads as (0 for most names) would make
         // all records of the block look alike to the writer, which orders them by id.
-        const size_t index = m_IdMap->FetchIdx(std::string(keyText));
+        const size_t index = m_IdMap->FetchIdx(std::string(context.Begin(0), context.End(0)));
         key = static_cast<int>(index);
         return index;
     }
@@ -299,7 +423,11 @@ bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
                         context.lines.GetCurrentIdx() + 1);
                 return false;
             }
-            context.Split(line);
+            if (c == 'L' || c == 'O' || c == 'D') {
+                context.TakeListLine(line);
+            } else {
+                context.Split(line);
+            }
             token = 0;
         }
         token = LoadItem(context, index, item, c, pos - skipped, token);
@@ -325,7 +453,7 @@ size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char 
     case 'F':
         return LoadScalar(context, where, type, c, token);
     case 'S':
-        LoadString(context, where, rowItem, context.Token(token));
+        LoadString(context, where, rowItem, context.Text(token));
         return token + 1;
     case 'V':
     case 'T':
@@ -341,10 +469,11 @@ size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char 
 
 size_t OnfBlock::LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
                             size_t token) {
-    const char* text = context.Token(token);
+    const char* const begin = context.Begin(token);
+    const char* const end = context.End(token);
     if ((c == 'I' || c == 'i') && (type == BDT_INTEGER || type == BDT_OPT_INTEGER)) {
         bool valid = false;
-        StoreValue(where, ParseCheckedInt(text, valid));
+        StoreValue(where, ParseCheckedInt(begin, end, valid));
         if (!valid) {
             ++context.counters[BrelonFormatUtil::NVS_INVALID];
             context.anyInvalid = true;
@@ -352,10 +481,11 @@ size_t OnfBlock::LoadScalar(LoadContext& context, unsigned char* where, BlockDat
         return token + 1;
     }
     double value = 0.0;
-    const bool plain = c != 'I' && c != 'i' && ParsePlainReal(text, value) &&
+    const bool plain = c != 'I' && c != 'i' && ParsePlainReal(begin, end, value) &&
                        (type == BDT_REAL || type == BDT_FLOAT || type == BDT_OPT_REAL);
+    const char* const text = plain ? nullptr : context.Text(token);
     if (c == 'I' || c == 'i') {
-        StoreValue(where, ParseInt(text));
+        StoreValue(where, ParseInt(begin, end));
     } else if (c == 'R' || c == 'r') {
         StoreValue(where, plain ? value : BrelonFormatUtil::str_to_double(text, nullptr));
     } else {
@@ -403,12 +533,12 @@ size_t OnfBlock::LoadReals(LoadContext& context, unsigned char* where, size_t co
     }
     const BlockDataType type = count == 6 ? BDT_TENSOR : BDT_VECTOR;
     for (size_t k = 0; k < count; ++k) {
-        const char* text = context.Token(token + k);
         double value = 0.0;
-        if (ParsePlainReal(text, value)) {
+        if (ParsePlainReal(context.Begin(token + k), context.End(token + k), value)) {
             StoreValue(where + k * sizeof(double), value);
             continue;
         }
+        const char* const text = context.Text(token + k);
         StoreValue(where + k * sizeof(double), BrelonFormatUtil::str_to_double(text, nullptr));
         context.anyInvalid |= IsValueInvalid(text, type, context.counters);
     }
@@ -418,7 +548,8 @@ size_t OnfBlock::LoadReals(LoadContext& context, unsigned char* where, size_t co
 size_t OnfBlock::LoadList(LoadContext& context, unsigned char* where, char c) {
     // The rest of the line counts as used up: whatever follows a list starts on a new line. The
     // larger of the two counts makes sure of that also when the list ran over several lines.
-    const size_t tokensBefore = context.NumTokens();
+    context.SplitForList();
+    const size_t tokensBefore = context.splitter.GetNumTokens();
     if (c == 'D') {
         auto values = std::make_unique<std::vector<double>>();
         StoreValue(where, static_cast<int32_t>(m_Helpers.m_RealLists.size()));
@@ -434,6 +565,7 @@ size_t OnfBlock::LoadList(LoadContext& context, unsigned char* where, char c) {
         }
         m_Helpers.m_IntLists.emplace_back(std::move(values), nullptr);
     }
+    context.TakeSplitterTokens();
     return std::max(tokensBefore, context.NumTokens()) + 1;
 }
 
@@ -540,10 +672,6 @@ struct RecordLine {
 // double quotes, with each quote inside it doubled, so that it reads back as one token: the
 // quoted text, which a later write gives out unchanged. A line break cannot stand inside a line
 // at all and is written as a blank.
-
-bool IsBlank(char c) {
-    return c == ' ' || (c >= 9 && c <= 13);
-}
 
 bool IsLineBreak(char c) {
     return c == '\n' || c == '\r';

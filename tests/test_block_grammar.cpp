@@ -1,6 +1,7 @@
 // The record grammar of a block: what LoadBlock makes of body lines, every report and failure
 // of a load in its exact words, and the line rules of WriteRecord. Custom blocks with explicit
 // formats exercise the grammar independently of the catalogue.
+#include "BrelonLineInput.h"
 #include "LogCapture.h"
 #include "OnfBlockSet.h"
 #include "test_block_util.h"
@@ -133,6 +134,37 @@ TEST(BlockLoadReports, BadNumbersAreCountedByKind) {
     EXPECT_EQ(log.lines[2].message, "Inf     values encountered: 2.");
     EXPECT_EQ(log.lines[3].message, "Invalid values encountered: 1.");
     EXPECT_EQ(Dump(onf_test::FirstBlock(db)), "1:nan,inf;2:0,-inf");
+}
+
+// Record lines are cut where they stand, eight bytes at a time, while list lines go through the
+// shared splitter: a record line must give the tokens the splitter gives, wherever a comma, quote
+// or blank falls within a word of the line.
+TEST(BlockLoadTokens, RecordLinesCutAsTheSplitterCutsThem) {
+    const char* const rests[] = {"abcdefgh,ijklmnopq,r",
+                                 "  a  ,\tb\t, c \r",
+                                 "\"x, y\", z",
+                                 "\"open, and running, to the end",
+                                 "a\"b,c\"d, e\"f\"",
+                                 ",,",
+                                 "a token much longer than one word of eight bytes",
+                                 "q\"\", \"\"r,  ,\v",
+                                 "\xC3\xA9t\xC3\xA9 ,\"\""};
+    for (const char* rest : rests) {
+        for (size_t pad = 0; pad < 8; ++pad) {
+            const std::string line = "7," + std::string(pad, ' ') + rest;
+            TextLineSplitter splitter(4);
+            splitter.SplitLine(line.c_str(), TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+            std::string format;
+            std::string dump = "7:";
+            for (size_t i = 1; i < splitter.GetNumTokens(); ++i) {
+                format += 'S';
+                dump += (i > 1 ? "," : "") + std::string(splitter.GetToken(i));
+            }
+            OnfBlockSet db;
+            LoadText(db, CustomBlockText(format + "b", 1, line + "\n"));
+            EXPECT_EQ(Dump(onf_test::FirstBlock(db)), dump) << line;
+        }
+    }
 }
 
 // Failures leave LoadFrom; the block being loaded is dropped.
