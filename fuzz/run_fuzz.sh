@@ -3,7 +3,8 @@
 # The regression inputs are replayed first. The repository's seeds stay untouched: new inputs go
 # to WORK_DIR/corpus/NAME, findings to WORK_DIR/artifacts/NAME/, the whole output to
 # WORK_DIR/NAME.log. Exits non-zero on any finding (crash, leak, timeout, out of memory,
-# sanitizer report).
+# sanitizer report). The seed is fixed (ONF_FUZZ_SEED, default 1) so that a run can be repeated;
+# set ONF_FUZZ_SEED=0 for a fresh random one when exploring.
 set -uo pipefail
 binary=$1 name=$2 fuzz_dir=$3 work=$4 seconds=$5
 
@@ -23,7 +24,7 @@ if [ -d "$fuzz_dir/regressions/$name" ]; then
     fi
 fi
 "$binary" "$corpus" "$fuzz_dir/corpus/$name" \
-    -dict="$fuzz_dir/onf.dict" \
+    -dict="$fuzz_dir/onf.dict" -seed="${ONF_FUZZ_SEED:-1}" \
     -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384 \
     -artifact_prefix="$artifacts/" -print_final_stats=1 >"$log" 2>&1
 status=$?
