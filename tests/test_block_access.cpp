@@ -1,6 +1,7 @@
 // Record access on both faces of a block: slots and ids, the id translations of the abstract
 // interface and their failures, lists, and the block set's record handles.
 #include "BrelonOnfIdMap.h"
+#include "FailureExpect.h"
 #include "OnfBlockSet.h"
 #include "test_block_util.h"
 
@@ -8,6 +9,7 @@
 
 namespace {
 
+using onf_test::ExpectFailure;
 using Item = OnfBlock::Item;
 const Item kItem1 = static_cast<Item>(1);
 const Item kItem2 = static_cast<Item>(2);
@@ -23,18 +25,6 @@ size_t Warranted(OnfBlock& block, int id, bool expectCreated = true) {
     const size_t index = block.GetWarrantedRecordIdx(id, created);
     EXPECT_EQ(created, expectCreated) << id;
     return index;
-}
-
-template <typename F>
-void ExpectFailure(F&& f, const char* id, const char* tag, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "no failure: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetId(), id);
-        EXPECT_EQ(failure.GetLogTag(), tag);
-    }
 }
 
 TEST(BlockLayout, RecordMapFollowsTheFormat) {

@@ -1,5 +1,6 @@
 // The text database and its line sink: sessions on a file (InitDb, ReleaseDb), the file header,
 // the four load actions on repeated blocks, and the writer's failures.
+#include "FailureExpect.h"
 #include "LogCapture.h"
 #include "OnfBlockSet.h"
 #include "OnfBlockTextWriter.h"
@@ -15,6 +16,7 @@ namespace {
 
 using onf_test::BlockText;
 using onf_test::Dump;
+using onf_test::ExpectFailure;
 using onf_test::LoadText;
 
 std::string TempPath(const std::string& name) {
@@ -32,18 +34,6 @@ std::string ReadFile(const std::string& path) {
     return text.str();
 }
 
-template <typename F>
-void ExpectFailure(F&& f, const char* tag, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "no failure: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetId(), "");
-        EXPECT_EQ(failure.GetLogTag(), tag);
-    }
-}
-
 const char* const kDbTag = "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase";
 const char* const kWriterTag = "|%P|BrelonOnfEngine|OnfBlockTextWriter";
 
@@ -52,7 +42,7 @@ TEST(DatabaseSession, MissingFile) {
     std::remove(path.c_str());
     BrelonOnfTxtDatabase readOnly(Wide(path));
     ExpectFailure([&] { readOnly.InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 1024, L"", nullptr); },
-                  kDbTag, "Trying to open file " + path + ", which does not exist.");
+                  "", kDbTag, "Trying to open file " + path + ", which does not exist.");
     BrelonOnfTxtDatabase readWrite(Wide(TempPath("missing")));
     readWrite.InitDb(QSV_DatabaseDefs::ACCESS_READ_WRITE, 1024, L"", nullptr);
     EXPECT_TRUE(readWrite.IsInitialized());
@@ -201,19 +191,19 @@ TEST(TextWriter, Failures) {
         [] {
             OnfBlockTextWriter writer(L"/nonexistent-folder/a.onf", OnfBlockTextWriter::WRITE_NEW);
         },
-        kWriterTag, "Unable to open file: /nonexistent-folder/a.onf");
+        "", kWriterTag, "Unable to open file: /nonexistent-folder/a.onf");
     const std::string path = TempPath("mode.onf");
     ExpectFailure(
         [&] {
             OnfBlockTextWriter(Wide(path).c_str(), static_cast<OnfBlockTextWriter::WriteMode>(2));
         },
-        kWriterTag, "Unable to open file: " + path);
+        "", kWriterTag, "Unable to open file: " + path);
     ExpectFailure(
         [] {
             OnfBlockTextWriter writer(static_cast<FILE*>(nullptr));
             writer.WriteLine("x");
         },
-        kWriterTag, "Unable to write into ONF file: ");
+        "", kWriterTag, "Unable to write into ONF file: ");
     // A full disk shows when the stream's buffer goes out, at the latest when the set is done.
     ExpectFailure(
         [] {
@@ -221,7 +211,7 @@ TEST(TextWriter, Failures) {
             OnfBlockSet db;
             db.WriteSet(writer);
         },
-        kWriterTag,
+        "", kWriterTag,
         "An error occurred while writing to file: /dev/full\nLine: 2\nSystem error message: No "
         "space left on device\nDisk full?");
 }

@@ -3,6 +3,7 @@
 // in-memory block and database stand in for the text database; they follow its index face:
 // integer items with an id space come out as indices, go in as ids, lists hold indices.
 #include "BrelonOnfIdMap.h"
+#include "FailureExpect.h"
 #include "OnfBlockSet.h"
 #include "OnfBlockTextWriter.h"
 #include "QSV_Database.h"
@@ -17,22 +18,10 @@
 
 namespace {
 
+using onf_test::ExpectFailure;
 using D = QSV_DataDescriptor;
 
 const char* const TAG_BLOCK_SET = "|%P|BrelonDbConnector|QSV_DataBlockSet";
-
-// Runs `action`, which must fail with exactly this message and tag and no identifier.
-template <typename F>
-void ExpectFailure(F&& action, const std::string& message, const std::string& tag) {
-    try {
-        action();
-        ADD_FAILURE() << "no failure, expected: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetLogTag(), tag);
-        EXPECT_EQ(failure.GetId(), "");
-    }
-}
 
 class MemBlock : public QSV_DataBlock {
 public:
@@ -255,9 +244,9 @@ TEST(DataBlockLayout, CatalogueRowsAgreeWithTheirFormats) {
 
 TEST(DataBlockLayout, UncataloguedNumberFailsForTheCatalogueForm) {
     BrelonOnfIdMapsPool pool;
-    ExpectFailure([&] { MemBlock block(Descriptor(99999), pool); },
-                  "ONF block 99999 is not in the catalogue: a block of it needs a format text.",
-                  "|%P|BrelonDbConnector|QSV_DataBlock");
+    ExpectFailure([&] { MemBlock block(Descriptor(99999), pool); }, "",
+                  "|%P|BrelonDbConnector|QSV_DataBlock",
+                  "ONF block 99999 is not in the catalogue: a block of it needs a format text.");
 }
 
 // ---- Record views -------------------------------------------------------------------------------
@@ -285,19 +274,17 @@ TEST(DataRecord, TypedAccessAndItsFailures) {
     EXPECT_EQ(block.m_IntLists.size(), 2u);
 
     const std::string tag = "|%P|BrelonDbConnector|QSV_DataRecord";
-    ExpectFailure([&] { record.GetInteger(6); },
-                  "Record item 6 of ONF block -1 is of type 5, which this access does not serve.",
-                  tag);
-    ExpectFailure([&] { record.SetInteger(7, 1); },
-                  "Record item 7 does not exist: the records of ONF block -1 have 7 items.", tag);
-    ExpectFailure([&] { record.GetInteger(0); },
-                  "Record item 0 does not exist: the records of ONF block -1 have 7 items.", tag);
+    ExpectFailure([&] { record.GetInteger(6); }, "", tag,
+                  "Record item 6 of ONF block -1 is of type 5, which this access does not serve.");
+    ExpectFailure([&] { record.SetInteger(7, 1); }, "", tag,
+                  "Record item 7 does not exist: the records of ONF block -1 have 7 items.");
+    ExpectFailure([&] { record.GetInteger(0); }, "", tag,
+                  "Record item 0 does not exist: the records of ONF block -1 have 7 items.");
 
     MemBlock other(Descriptor(-1), "RR", pool);
     QSV_DataRecord small(other);
-    ExpectFailure([&] { record = small; },
-                  "A record view of 48 bytes cannot take the bytes of a record view of 16 bytes.",
-                  tag);
+    ExpectFailure([&] { record = small; }, "", tag,
+                  "A record view of 48 bytes cannot take the bytes of a record view of 16 bytes.");
 }
 
 TEST(DataRecord, EqualityComparesTheBytes) {
@@ -344,10 +331,10 @@ TEST(DataBlockSet, HoldsBlocksInDescriptorOrderAndFailsForUnknownOnes) {
     set.FlushToDisk();
     EXPECT_EQ(saved, (std::vector<int>{100, 200, 300}));
 
-    ExpectFailure([&] { set.GetDataBlockInstance(Descriptor(150)); },
-                  "The data block with ONF id 150 does not exist in the database.", TAG_BLOCK_SET);
-    ExpectFailure([&] { set.StoreDataBlockInstance(Descriptor(150), nullptr); },
-                  "A null data block cannot be stored under ONF id 150.", TAG_BLOCK_SET);
+    ExpectFailure([&] { set.GetDataBlockInstance(Descriptor(150)); }, "", TAG_BLOCK_SET,
+                  "The data block with ONF id 150 does not exist in the database.");
+    ExpectFailure([&] { set.StoreDataBlockInstance(Descriptor(150), nullptr); }, "", TAG_BLOCK_SET,
+                  "A null data block cannot be stored under ONF id 150.");
 
     const int destroyed = MemBlock::s_Destroyed;
     auto* replacement = new MemBlock(Descriptor(200), "RR", pool);
@@ -543,20 +530,18 @@ TEST_F(TwoDatabases, WithoutCreatingIdsAnUnknownIdFails) {
     QSV_IdDataBlock writer(block, to.m_Pool, false);
     QSV_IdDataRecord record(block);
     const std::string tag = "|%P|BrelonDbConnector|QSV_IdDataBlock";
-    ExpectFailure([&] { writer.SetRecord(8, record); },
-                  "ID 8 is not known to the ID-map of type 2.", tag);
+    ExpectFailure([&] { writer.SetRecord(8, record); }, "", tag,
+                  "ID 8 is not known to the ID-map of type 2.");
     record.SetIntList(8, {10, 11});
-    ExpectFailure([&] { writer.SetRecord(1000, record); },
-                  "ID 11 is not known to the ID-map of type 0.", tag);
+    ExpectFailure([&] { writer.SetRecord(1000, record); }, "", tag,
+                  "ID 11 is not known to the ID-map of type 0.");
     MemBlock plain(Descriptor(-1), "I", to.m_Pool);
     QSV_IdDataBlock plainWriter(plain, to.m_Pool, true);
     QSV_IdDataRecord plainRecord(plain);
-    ExpectFailure([&] { plainWriter.SetRecord(-2, plainRecord); },
-                  "Record id -2 cannot address a record of ONF block -1, which has no ID-map.",
-                  tag);
-    ExpectFailure([&] { plainWriter.SetRecord("a", plainRecord); },
-                  "Record name 'a' cannot address a record of ONF block -1, which has no ID-map.",
-                  tag);
+    ExpectFailure([&] { plainWriter.SetRecord(-2, plainRecord); }, "", tag,
+                  "Record id -2 cannot address a record of ONF block -1, which has no ID-map.");
+    ExpectFailure([&] { plainWriter.SetRecord("a", plainRecord); }, "", tag,
+                  "Record name 'a' cannot address a record of ONF block -1, which has no ID-map.");
 }
 
 TEST(IdDataRecord, AssignmentBetweenLayoutsTakesItemsOfTheSameType) {
@@ -575,9 +560,8 @@ TEST(IdDataRecord, AssignmentBetweenLayoutsTakesItemsOfTheSameType) {
     EXPECT_EQ(target.GetInteger(1), 4);
     EXPECT_EQ(target.GetString(2), "own"); // item 2 is a real in the source
     EXPECT_EQ(target.GetKeyId(), 9);
-    ExpectFailure([&] { target.GetReal(2); },
-                  "Record item 2 of ONF block -2 is of type 4, which this access does not serve.",
-                  "|%P|BrelonDbConnector|QSV_IdDataRecord");
+    ExpectFailure([&] { target.GetReal(2); }, "", "|%P|BrelonDbConnector|QSV_IdDataRecord",
+                  "Record item 2 of ONF block -2 is of type 4, which this access does not serve.");
 }
 
 // ---- Groups -------------------------------------------------------------------------------------

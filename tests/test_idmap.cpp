@@ -1,4 +1,5 @@
 #include "BrelonOnfIdMap.h"
+#include "FailureExpect.h"
 #include "QSV_Failure.h"
 #include "containers/SizeCast.h"
 
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace {
+
+using onf_test::ExpectFailure;
 
 const char* const kTag = "|%P|BrelonUtilities|QSV_Failure";
 constexpr size_t kAbsent = static_cast<size_t>(-1);
@@ -42,55 +45,43 @@ public:
     std::vector<std::pair<std::string, size_t>> names;
 };
 
-void ExpectFailure(const std::function<void()>& call, const std::string& id,
-                   const std::string& message) {
-    try {
-        call();
-        ADD_FAILURE() << "no failure, expected " << id;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetId(), id);
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetLogTag(), kTag);
-    }
-}
-
 TEST(IdMap, FailureTable) {
     BrelonOnfIdMap map(ID_ELEMENT);
     map.AddId(4);
-    ExpectFailure([&] { map.AddId(4); }, "042166081318",
+    ExpectFailure([&] { map.AddId(4); }, "042166081318", kTag,
                   "Attempting to add ID = 4 twice to an ID-map of type 2!");
     EXPECT_EQ(map.GetNumIndices(), 2u); // the failed AddId leaves its slot behind
     EXPECT_EQ(map.GetIdx(4), 0u);
 
     map.CreateId(5, 6);
-    ExpectFailure([&] { map.CreateId(8, 6); }, "053019035633",
+    ExpectFailure([&] { map.CreateId(8, 6); }, "053019035633", kTag,
                   "Index 6 in ID-map 2 is already associated to a different ID!\n"
                   "Existing ID: 5, attempted to establish ID: 8");
     EXPECT_FALSE(map.HasId(8));
 
     map.CreateId(7, 3);
     map.CreateId(7, 3); // the same pair again is harmless
-    ExpectFailure([&] { map.CreateId(7, 4); }, "053019040522",
+    ExpectFailure([&] { map.CreateId(7, 4); }, "053019040522", kTag,
                   "Attempting to add ID = 7 multiple times, but with a different index.\n"
                   "ID-map is of type 2\nExisting index: 3, attempted to overwrite with index: 4");
     EXPECT_EQ(map.GetId(4), 7); // the slot took the id before the trie refused it
     EXPECT_EQ(map.GetIdx(7), 3u);
 
-    ExpectFailure([&] { map.GetId(9); }, "042699081318",
+    ExpectFailure([&] { map.GetId(9); }, "042699081318", kTag,
                   "Attempting to get the ID for a non-existing index 9 from an ID-map of type 2!");
     std::string name;
-    ExpectFailure([&] { map.GetId(2, name); }, "080520112916",
+    ExpectFailure([&] { map.GetId(2, name); }, "080520112916", kTag,
                   "Attempting to get the ID for a non-existing index 2 from an ID-map of type 2!");
-    ExpectFailure([&] { map.GetName(0, name); }, "171606061118",
+    ExpectFailure([&] { map.GetName(0, name); }, "171606061118", kTag,
                   "No string ID for index 0 exists.");
-    ExpectFailure([&] { map.GetIdx(std::string("zz")); }, "171607061118",
+    ExpectFailure([&] { map.GetIdx(std::string("zz")); }, "171607061118", kTag,
                   "No index for string ID zz exists.");
 
     BrelonOnfIdMap names(ID_NODE);
     names.CreateId("b", 1);
     names.CreateId("a", 0);
     names.CreateId("a", 0);
-    ExpectFailure([&] { names.CreateId("a", 1); }, "050820044400",
+    ExpectFailure([&] { names.CreateId("a", 1); }, "050820044400", kTag,
                   "Index 1 in ID-map 0 is already associated to a different ID!\n"
                   "Existing ID: b, attempted to establish ID: a");
 }
@@ -198,7 +189,7 @@ TEST(IdMapsPool, OwnsOneMapPerTypeAndCopiesDeeply) {
     EXPECT_EQ(assigned.m_IdMaps[0], before); // blocks keep valid pointers across assignment
     EXPECT_TRUE(assigned.GetIdMap(ID_NODE).HasId(11));
 
-    ExpectFailure([&] { assigned.GetIdMap(static_cast<QSV_IdType>(16)); }, "",
+    ExpectFailure([&] { assigned.GetIdMap(static_cast<QSV_IdType>(16)); }, "", kTag,
                   "No ID-map of type 16 exists in the pool.");
 }
 
@@ -216,7 +207,7 @@ TEST(IdMapsPool, MergeCopiesEveryMap) {
 
     BrelonOnfIdMapsPool clash;
     clash.GetIdMap(ID_NODE).AddId(200);
-    ExpectFailure([&] { BrelonIdMapsUtil::merge_id_maps_pool(from, clash); }, "053019035633",
+    ExpectFailure([&] { BrelonIdMapsUtil::merge_id_maps_pool(from, clash); }, "053019035633", kTag,
                   "Index 0 in ID-map 0 is already associated to a different ID!\n"
                   "Existing ID: 200, attempted to establish ID: 100");
 }

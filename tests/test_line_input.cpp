@@ -1,4 +1,5 @@
 #include "BrelonLineInput.h"
+#include "FailureExpect.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_Failure.h"
 
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace {
+
+using onf_test::ExpectFailure;
 
 std::vector<std::string> LinesOf(const TextLinesParser& parser) {
     std::vector<std::string> lines;
@@ -205,17 +208,6 @@ TEST(StringUtil, Utf8RoundTripAndReplacementOfInvalidSequences) {
 using DD = QSV_DataDescriptor;
 const char* const kDescriptorTag = "|%P|BrelonDbConnector|QSV_DataDescriptor";
 
-void ExpectFailure(const std::function<void()>& action, const std::string& message) {
-    try {
-        action();
-        ADD_FAILURE() << "no failure, expected: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetLogTag(), kDescriptorTag);
-        EXPECT_EQ(failure.GetId(), "");
-    }
-}
-
 TEST(DataDescriptor, ItemsMaskAndTypeChecks) {
     DD plain(static_cast<QSV_OnfId>(110));
     EXPECT_EQ(plain.GetMask(), 2u);
@@ -236,13 +228,13 @@ TEST(DataDescriptor, ItemsMaskAndTypeChecks) {
     d.Init();
     EXPECT_EQ(d.GetMask(), 0u);
 
-    ExpectFailure([&] { d.SetString(DD::RI_LOADCASE, "x"); },
+    ExpectFailure([&] { d.SetString(DD::RI_LOADCASE, "x"); }, "", kDescriptorTag,
                   "Descriptor item LOADCASE holds an integer, not a string.");
-    ExpectFailure([&] { d.GetInteger(DD::RI_TIME); },
+    ExpectFailure([&] { d.GetInteger(DD::RI_TIME); }, "", kDescriptorTag,
                   "Descriptor item TIME holds a string, not an integer.");
-    ExpectFailure([&] { d.SetInteger(static_cast<DD::ResultIndex>(14), 1); },
+    ExpectFailure([&] { d.SetInteger(static_cast<DD::ResultIndex>(14), 1); }, "", kDescriptorTag,
                   "Descriptor item 14 does not exist.");
-    ExpectFailure([&] { d.CheckValidity(); },
+    ExpectFailure([&] { d.CheckValidity(); }, "", kDescriptorTag,
                   "The block descriptor has no ONF block number (item ONF_ID), so it cannot "
                   "identify a block.");
     EXPECT_NO_THROW(plain.CheckValidity());

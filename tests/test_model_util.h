@@ -1,6 +1,7 @@
 // Helpers of the model file tests: failure checks and short access to block items.
 #pragma once
 
+#include "FailureExpect.h"
 #include "OnfModelFile.h"
 #include "QSV_Failure.h"
 
@@ -13,20 +14,6 @@ namespace onf_test {
 
 const char* const kModelTag = "|%P|BrelonOnfEngine|OnfModelFile";
 const char* const kCsTag = "|%P|BrelonOnfEngine|OnfModelCs";
-
-// Runs `action`, which must fail with exactly this identifier ("" for none), tag and message.
-template <typename F>
-void ExpectFailure(F&& action, const std::string& id, const std::string& tag,
-                   const std::string& message) {
-    try {
-        action();
-        ADD_FAILURE() << "no failure, expected: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetLogTag(), tag);
-        EXPECT_EQ(failure.GetId(), id);
-    }
-}
 
 inline OnfBlock::Item It(int item) {
     return static_cast<OnfBlock::Item>(item);

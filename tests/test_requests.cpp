@@ -1,6 +1,7 @@
 // The result request file: the symbolic loadcases and substeps against registered numbers, the
 // edges where the map and block queries differ, details and their failures, sensitivity
 // orientations and set merging, time points, and a file written and read back.
+#include "FailureExpect.h"
 #include "OnfResultRequestFile.h"
 #include "QSV_Failure.h"
 
@@ -15,6 +16,7 @@
 
 namespace {
 
+using onf_test::ExpectFailure;
 using Request = OnfResultRequestFile::ResultRequest;
 using OnfSensitivity::SensitivityRequest;
 
@@ -69,18 +71,6 @@ struct ReadFile {
     }
     OnfResultRequestFile file;
 };
-
-void ExpectFailure(const std::function<void()>& run, const std::string& id,
-                   const std::string& message) {
-    try {
-        run();
-        ADD_FAILURE() << "no failure: " << message;
-    } catch (const QSV_Failure& failure) {
-        EXPECT_EQ(failure.GetId(), id);
-        EXPECT_EQ(failure.GetMessage(), message);
-        EXPECT_EQ(failure.GetLogTag(), kTag);
-    }
-}
 
 Request MakeRequest(int loadcase, int substep, int analysis = -1) {
     Request request;
@@ -242,12 +232,12 @@ TEST(RequestFile, BrokenReferencesAndUnknownBlocksFailInExactWords) {
     };
     for (const auto& row : rows) {
         ReadFile rf("broken", row.text);
-        ExpectFailure([&] { rf.file.Read(); }, row.id, row.message);
+        ExpectFailure([&] { rf.file.Read(); }, row.id, kTag, row.message);
     }
     // A block given a format of its own is not read past its records.
     OnfResultRequestFile custom(L"unused.onf");
     custom.CreateDataBlock(QSV_DataDescriptor(Block(400)), 0, 0, "IIb");
-    ExpectFailure([&] { custom.loadcaseIsRequested(1); }, "",
+    ExpectFailure([&] { custom.loadcaseIsRequested(1); }, "", kTag,
                   "ONF block 400 has the format 'IIb', which the result-request file cannot read.");
     // A reference on a request for 640 carries nothing.
     ReadFile ignored("ignored", Blk(400, 1, Rr(1, 640, -1, 1, -1, 0, "9")));

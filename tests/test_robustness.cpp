@@ -3,6 +3,7 @@
 // UTF-8, ids at the 32-bit limits, counts and runs far beyond what the file holds): the engine
 // answers each with its failure in exact words, or reads the file as it reads a clean one.
 #include "BrelonOnfTxtDatabase.h"
+#include "FailureExpect.h"
 #include "LogCapture.h"
 #include "ONFOptResultFile.h"
 #include "OnfBlock.h"
@@ -31,6 +32,8 @@
 #include <vector>
 
 namespace {
+
+using onf_test::ExpectFailure;
 
 const char* const kWriterTag = "|%P|BrelonOnfEngine|OnfBlockTextWriter";
 const char* const kReaderTag = "|%P|BrelonOnfEngine|OnfBlockTextReader";
@@ -75,12 +78,6 @@ QSV_Failure Failure(const std::function<void()>& f) {
     }
     ADD_FAILURE() << "no failure";
     return QSV_Failure("", "");
-}
-
-void ExpectFailure(const std::function<void()>& f, const char* tag, const std::string& message) {
-    const QSV_Failure failure = Failure(f);
-    EXPECT_EQ(failure.GetMessage(), message);
-    EXPECT_EQ(failure.GetLogTag(), tag);
 }
 
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
@@ -148,8 +145,8 @@ TEST(WriteFaults, AFullDiskAMissingFolderAndAFolderInPlaceOfTheFileFailForEveryF
         EXPECT_TRUE(std::regex_match(full.GetMessage(), fullDisk)) << full.GetMessage();
         EXPECT_EQ(full.GetLogTag(), kWriterTag);
         const std::string missing = Dir() + "no_such_folder/" + c.kind + ".onf";
-        ExpectFailure([&] { c.write(missing); }, kWriterTag, "Unable to open file: " + missing);
-        ExpectFailure([&] { c.write(Dir()); }, kWriterTag, "Unable to open file: " + Dir());
+        ExpectFailure([&] { c.write(missing); }, "", kWriterTag, "Unable to open file: " + missing);
+        ExpectFailure([&] { c.write(Dir()); }, "", kWriterTag, "Unable to open file: " + Dir());
     }
 }
 
@@ -161,7 +158,7 @@ TEST(WriteFaults, AReadOnlyFileIsRefusedAndKeepsItsContent) {
     }
     for (const WriteCase& c : WriteCases()) {
         SCOPED_TRACE(c.kind);
-        ExpectFailure([&] { c.write(path); }, kWriterTag, "Unable to open file: " + path);
+        ExpectFailure([&] { c.write(path); }, "", kWriterTag, "Unable to open file: " + path);
         EXPECT_EQ(Get(path), "# kept\n");
     }
 }
@@ -269,7 +266,7 @@ TEST(HostileText, BytesThatAreNotUtf8PassThroughNamesStringsAndFileNames) {
     std::wstring missing = Wide(Dir() + "missing_");
     missing += static_cast<wchar_t>(0x110000);
     BrelonOnfTxtDatabase db(missing);
-    ExpectFailure([&] { db.InitDb(QSV_DatabaseDefs::AccessMode(0), 1024, L"", nullptr); },
+    ExpectFailure([&] { db.InitDb(QSV_DatabaseDefs::AccessMode(0), 1024, L"", nullptr); }, "",
                   "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase",
                   "Trying to open file " + Dir() +
                       "missing_\xef\xbf\xbd.onf, which does not exist.");
@@ -316,7 +313,7 @@ TEST(Limits, AKeyFarBeyondADirectlyIndexedBlockFailsInsteadOfAllocating) {
         const std::string path = Put("direct.onf", std::string("   -1\n400\n1\n") + key +
                                                        ", 510, -1, -1, -1, -1, 0\n\n0\n   -1\n");
         OnfResultRequestFile requests(Wide(path));
-        ExpectFailure([&] { requests.Read(); }, kBlockTag,
+        ExpectFailure([&] { requests.Read(); }, "", kBlockTag,
                       "Error in ONF-file " + path + ", block 400:\nThe record id " + key +
                           " in line 4 cannot serve as a record index.\nThe ids of this block must "
                           "lie between 0 and " +
@@ -343,7 +340,7 @@ TEST(Limits, LongRecordsOverShortLinesStayWithinTheBudgetOfTheirText) {
     const char* const tag = "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase";
     BrelonOnfTxtDatabase initialised(Wide(path));
     ExpectFailure([&] { initialised.InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 0, L"", nullptr); },
-                  tag, message);
+                  "", tag, message);
     for (int action = 0; action < 4; ++action) {
         SCOPED_TRACE(action);
         OnfBlockTextReader reader(Wide(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
@@ -353,7 +350,7 @@ TEST(Limits, LongRecordsOverShortLinesStayWithinTheBudgetOfTheirText) {
                 loaded.LoadFrom(reader,
                                 static_cast<BrelonOnfTxtDatabase::BlockSetLoadAction>(action));
             },
-            tag, message);
+            "", tag, message);
     }
 
     // One record: 65 slots of 16008 bytes fit the budget of its line, a 66th does not.
@@ -362,7 +359,7 @@ TEST(Limits, LongRecordsOverShortLinesStayWithinTheBudgetOfTheirText) {
         BrelonOnfTxtDatabase(Wide(one)).InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 0, L"", nullptr);
     };
     EXPECT_NO_THROW(initOneRecord("64"));
-    ExpectFailure([&] { initOneRecord("65"); }, kBlockTag,
+    ExpectFailure([&] { initOneRecord("65"); }, "", kBlockTag,
                   "Error in ONF-file " + Dir() +
                       "long_key.onf, block -1:\nThe record id 65 in line 7 cannot serve as a "
                       "record index.\nThe ids of this block must lie between 0 and 64.");
@@ -374,7 +371,7 @@ TEST(Limits, AFoldedRunBeyondTheListLimitFailsOnBothRoutes) {
     const std::string path =
         Put("long_run.onf", "   -1\n200\n1\n1, 2000000000, BIG\n1-2000000000\n   -1\n");
     OnfGroupsFile groups(Wide(path));
-    ExpectFailure([&] { groups.Read(); }, kListTag,
+    ExpectFailure([&] { groups.Read(); }, "", kListTag,
                   "Error in ONF-file \"" + path +
                       "\", line 5:\nThe list holds more than 67108864 values.");
 
@@ -401,7 +398,7 @@ TEST(Limits, CountsFarBeyondTheFileStopAtItsEnd) {
     const std::string path =
         Put("counts.onf", "   -1\n710\n1\n1\ntitle\n2000000000\n5, 1.5\n   -1\n");
     ONFOptResultFile byBlocks(Wide(path));
-    ExpectFailure([&] { byBlocks.Read(); }, "|%P|BrelonOnfEngine|ONFOptResNodalScalar",
+    ExpectFailure([&] { byBlocks.Read(); }, "", "|%P|BrelonOnfEngine|ONFOptResNodalScalar",
                   "The ONF file \"" + path +
                       "\" ends a data block at line 8 before all of its records were read.");
     EXPECT_EQ(byBlocks.GetSizeDBNodalScalar(), 0);

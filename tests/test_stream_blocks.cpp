@@ -1,5 +1,6 @@
 // Result items and data blocks of the result file.
 #include "BrelonLineInput.h"
+#include "FailureExpect.h"
 #include "OnfBlockTextReader.h"
 #include "onf_datablock.h"
 #include "test_stream_util.h"
@@ -12,7 +13,7 @@
 #include <sstream>
 
 using onf_stream_test::CatchFailure;
-using onf_stream_test::ExpectFailure;
+using onf_test::ExpectFailure;
 
 namespace {
 
@@ -90,7 +91,7 @@ TEST(StreamItems, BadNumberFailsOnlyForElementScalars) {
     ONF_LINE_NR = 4;
     std::istringstream element("12, abc\nnext");
     ONFOptResElemScalar item;
-    ExpectFailure(CatchFailure([&] { element >> item; }), "", "ONFOptResElemScalar",
+    ExpectFailure([&] { element >> item; }, "", "|%P|BrelonOnfEngine|ONFOptResElemScalar",
                   "Cannot parse ONF block 740 around line 5. Line Image: \" 12, abc \"");
     std::string rest;
     std::getline(element, rest);
@@ -108,8 +109,8 @@ TEST(StreamItems, BlockRouteNeedsEnoughTokens) {
 
     const auto expectWrong = [](auto item, const char* id, const char* tagClass, const char* body) {
         BlockLines lines(body);
-        ExpectFailure(CatchFailure([&] { item.LoadFrom(lines.reader, lines.splitter); }), id,
-                      tagClass, "Wrong ONF format!");
+        ExpectFailure([&] { item.LoadFrom(lines.reader, lines.splitter); }, id,
+                      "|%P|BrelonOnfEngine|" + std::string(tagClass), "Wrong ONF format!");
     };
     expectWrong(ONFOptResNodalScalar(), "100916043212", "ONFOptResNodalScalar", "5\n");
     expectWrong(ONFOptResNodalVector(), "100916043414", "ONFOptResNodalVector", "5, 1, 2\n");
@@ -139,9 +140,10 @@ TEST(StreamBlocks, IndexOutOfRangeIsASystemFailure) {
     block.Resize(1);
     const auto& constBlock = block;
     const QSV_Failure entry = CatchFailure([&] { constBlock.GetEntry(-1); });
-    ExpectFailure(entry, "161516150210", "ONFOptDataBlock", entry.GetMessage());
+    ExpectFailure(entry, "161516150210", "|%P|BrelonOnfEngine|ONFOptDataBlock", entry.GetMessage());
     const QSV_Failure item = CatchFailure([&] { block.GetEntry(0).GetItem(0); });
-    ExpectFailure(item, "161515150210", "ONFOptDataBlockEntry", item.GetMessage());
+    ExpectFailure(item, "161515150210", "|%P|BrelonOnfEngine|ONFOptDataBlockEntry",
+                  item.GetMessage());
     EXPECT_EQ(item.GetMessage().rfind("System exception ", 0), 0u);
 }
 
@@ -150,7 +152,7 @@ TEST(StreamBlocks, FailureInsideAnEntryIsNestedWithItsNumber) {
     std::istringstream is("2\n1\nfirst\n1\n5, 1.0\n2\nsecond\n2\n6, 2.0\n7, abc\n");
     ONFOptDataBlock<ONFOptResElemScalar> block;
     const QSV_Failure failure = CatchFailure([&] { is >> block; });
-    ExpectFailure(failure, "161518150210", "ONFOptDataBlock",
+    ExpectFailure(failure, "161518150210", "|%P|BrelonOnfEngine|ONFOptDataBlock",
                   "Error has occurred while reading an ONF file, data block item 2");
     ASSERT_NE(failure.GetNested(), nullptr);
     EXPECT_EQ(failure.GetNested()->GetMessage(),
@@ -176,7 +178,7 @@ TEST(StreamBlocks, GroupBlockKeepsTheFirstGroupOfAnId) {
 
     std::istringstream bad("2\n1, 1\na\n5\n2 1\nb\n");
     const QSV_Failure failure = CatchFailure([&] { bad >> block; });
-    ExpectFailure(failure, "161509150210", "ONFDataBlock",
+    ExpectFailure(failure, "161509150210", "|%P|BrelonOnfEngine|ONFDataBlock",
                   "Error has occurred while reading an ONF file, data block item 4");
     ASSERT_NE(failure.GetNested(), nullptr);
     EXPECT_EQ(failure.GetNested()->GetId(), "161000150210");
@@ -197,7 +199,7 @@ TEST(StreamBlocks, HugeCountsInShortInputStopOrFail) {
     ONFOptDataBlock<ONFOptResNodalScalar> nodal;
     const QSV_Failure failure =
         CatchFailure([&] { nodal.LoadFrom(lines.reader, 1, lines.splitter); });
-    ExpectFailure(failure, "", "ONFOptResNodalScalar",
+    ExpectFailure(failure, "", "|%P|BrelonOnfEngine|ONFOptResNodalScalar",
                   "The ONF file \"items.onf\" ends a data block at line 8 before all of its "
                   "records were read.");
     EXPECT_EQ(nodal.GetSize(), 0);

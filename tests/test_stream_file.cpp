@@ -1,4 +1,5 @@
 // The optimisation result file, written and read back by both routes.
+#include "FailureExpect.h"
 #include "ONFOptResultFile.h"
 #include "test_stream_util.h"
 
@@ -11,7 +12,7 @@
 #include <unistd.h>
 
 using onf_stream_test::CatchFailure;
-using onf_stream_test::ExpectFailure;
+using onf_test::ExpectFailure;
 
 namespace {
 
@@ -147,12 +148,13 @@ TEST(StreamResultFile, CommentsAndSectionsInBothRoutes) {
     byBlocks.Read();
     ONFOptResultFile byStream(name);
     std::ifstream is(name);
-    ExpectFailure(CatchFailure([&] { is >> byStream; }), "161050150210", "ONFOPTResultFile",
+    ExpectFailure([&] { is >> byStream; }, "161050150210", "|%P|BrelonOnfEngine|ONFOPTResultFile",
                   "A not admissible data block with ID -2 was found.");
 
     WriteText(name, "   -1\n   -3\nFORMAT = ib\n   -3\nNON_ONF\n0\n   -1\n");
-    ExpectFailure(CatchFailure([&] { ONFOptResultFile(name).Read(); }), "161050150211",
-                  "ONFOPTResultFile", "A not admissible data block with ID -1 was found.");
+    ExpectFailure([&] { ONFOptResultFile(name).Read(); }, "161050150211",
+                  "|%P|BrelonOnfEngine|ONFOPTResultFile",
+                  "A not admissible data block with ID -1 was found.");
     std::remove(name.c_str());
 }
 
@@ -173,7 +175,7 @@ TEST(StreamResultFile, StreamMarkersAreChecked) {
     for (const auto& c : cases) {
         std::istringstream is(c.text);
         ONFOptResultFile file(std::string("s.onf"));
-        ExpectFailure(CatchFailure([&] { is >> file; }), c.id, "ONFOPTResultFile", c.message);
+        ExpectFailure([&] { is >> file; }, c.id, "|%P|BrelonOnfEngine|ONFOPTResultFile", c.message);
     }
     // The end marker on a last line without a line end is not looked at.
     for (const char* text : {"-1\n700\n0\n-1", "-1\n700\n0\n7", "", "-1\n710\n1\n3\nt\n0\n-1\n"}) {
@@ -188,7 +190,8 @@ TEST(StreamResultFile, BlockRouteFailsCleanlyWhenRecordsRunShort) {
     // Two entries declared and three lines present: the reader accepts the count, the second
     // entry finds no line.
     WriteText(name, "   -1\n710\n2\n1\ntitle\n0\n   -1\n");
-    ExpectFailure(CatchFailure([&] { ONFOptResultFile(name).Read(); }), "", "ONFOptDataBlockEntry",
+    ExpectFailure([&] { ONFOptResultFile(name).Read(); }, "",
+                  "|%P|BrelonOnfEngine|ONFOptDataBlockEntry",
                   "The ONF file \"" + name +
                       "\" ends a data block at line 7 before all of its records were read.");
     // An empty group has no list line, which the block route always takes.

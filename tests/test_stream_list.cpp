@@ -1,5 +1,6 @@
 // Stream primitives, lists and groups of the result file.
 #include "BrelonLineInput.h"
+#include "FailureExpect.h"
 #include "LogCapture.h"
 #include "OnfBlockTextReader.h"
 #include "onf_base.h"
@@ -13,7 +14,7 @@
 #include <sstream>
 
 using onf_stream_test::CatchFailure;
-using onf_stream_test::ExpectFailure;
+using onf_test::ExpectFailure;
 using QSV_LogMacros::LOG_DETAIL;
 using QSV_LogMacros::LOG_TRACE;
 using QSV_LogMacros::LOG_WARNING;
@@ -82,8 +83,9 @@ TEST(StreamBase, SeparatorMayStandAfterBlanksAndLineEnds) {
             EXPECT_NO_THROW(is >> a >> get_separator >> a);
             EXPECT_EQ(a, 6);
         } else {
-            ExpectFailure(CatchFailure([&] { is >> a >> get_separator; }), "161000150210",
-                          "ONFBaseUtil", "The ONF separator character ',' was not found ..");
+            ExpectFailure([&] { is >> a >> get_separator; }, "161000150210",
+                          "|%P|BrelonOnfEngine|ONFBaseUtil",
+                          "The ONF separator character ',' was not found ..");
         }
     }
 }
@@ -135,7 +137,7 @@ TEST(StreamList, ReadingStopsAtTheListSize) {
     ONF_LINE_NR = 0;
     ONFList kept(std::vector<int>{7, 8, 9});
     std::istringstream broken("1-2 3");
-    ExpectFailure(CatchFailure([&] { broken >> kept; }), "161048150210", "ONFList",
+    ExpectFailure([&] { broken >> kept; }, "161048150210", "|%P|BrelonOnfEngine|ONFList",
                   "The ONF list separator character was not found.");
     EXPECT_EQ(kept.GetData(), (std::vector<int>{1, 2, 9})); // what was read before is stored
 }
@@ -218,6 +220,7 @@ TEST(StreamGroup, BlockRouteReadsIdNameAndList) {
     EXPECT_EQ(group.GetID(), 0);
     EXPECT_EQ(group.GetList().GetData(), (std::vector<int>{4}));
     reader.ProvideBlock(1);
-    ExpectFailure(CatchFailure([&] { group.LoadFrom(reader, splitter); }), "054022160910",
-                  "ONFGroup", "Wrong record format encountered in the ONF group-block!");
+    ExpectFailure([&] { group.LoadFrom(reader, splitter); }, "054022160910",
+                  "|%P|BrelonOnfEngine|ONFGroup",
+                  "Wrong record format encountered in the ONF group-block!");
 }

@@ -21,12 +21,4 @@ QSV_Failure CatchFailure(Action&& action) {
     return QSV_Failure("", "");
 }
 
-// Checks identifier, log tag and message of a failure word for word.
-inline void ExpectFailure(const QSV_Failure& failure, const std::string& id,
-                          const std::string& tagClass, const std::string& message) {
-    EXPECT_EQ(failure.GetId(), id);
-    EXPECT_EQ(failure.GetLogTag(), "|%P|BrelonOnfEngine|" + tagClass);
-    EXPECT_EQ(failure.GetMessage(), message);
-}
-
 } // namespace onf_stream_test
