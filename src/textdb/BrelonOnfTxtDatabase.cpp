@@ -5,11 +5,11 @@
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
 #include "OnfBlock.h"
-#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 #include "OnfConstants.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <algorithm>
 #include <cstdint>

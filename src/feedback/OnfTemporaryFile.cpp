@@ -3,9 +3,9 @@
 
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
-#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
+#include "block/OnfBlockDetail.h"
 
 using namespace QSV_DataRecordItem;
 using onf_detail::ForEachRecord;

@@ -4,10 +4,10 @@
 
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
-#include "OnfBlockDetail.h"
 #include "OnfBlockTextReader.h"
 #include "OnfBlockTextWriter.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <algorithm>
 #include <climits>
