@@ -9,10 +9,12 @@
 
 #include "BrelonContainers.h"
 #include "BrelonOnfIdMap.h"
+#include "OnfBlockTextReader.h"
 #include "QSV_Database.h"
 
 #include <cstddef>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,11 +22,40 @@
 class CsvLineWriter;
 class FloatingPointFormatter;
 class OnfBlock;
-class OnfBlockTextReader;
 class OnfBlockTextWriter;
 class OnfHelpers;
 class TextLineFormatter;
 class TextLineSplitter;
+
+// Hears what a tolerant load (BrelonOnfTxtDatabase::LoadFrom with a listener) does with each
+// block of the reader, told by the block's index in the reader's GetBlocksInfo() and its entry
+// there. The calls come in file order, each while the block's load goes on or just after it, so
+// that the engine's log lines between OnLoading and the next call belong to that block. Every
+// operation but OnFailed does nothing unless overridden.
+class OnfBlockLoadListener {
+public:
+    using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
+
+    virtual ~OnfBlockLoadListener();
+    // The block's records are about to be read.
+    virtual void OnLoading(size_t index, const BlockInfo& info);
+    // The block is in the set now as `block`. In a merge by number (LOAD_MERGE_BY_NUMBER) this is
+    // the merged block, told for the first block of its number after the others have joined it.
+    virtual void OnLoaded(size_t index, const BlockInfo& info, const OnfBlock& block);
+    // The block joined the merged block of the first block of its number, `head`.
+    virtual void OnMerged(size_t index, const BlockInfo& info, size_t head);
+    // The set holds a block of this descriptor already, and the load action keeps that one.
+    virtual void OnSkipped(size_t index, const BlockInfo& info);
+    // A number that the catalogue lacks, and no format of its own: nothing says how its records
+    // read, so it is left out. Only a reader that keeps such blocks (UNKNOWN_BLOCK_KEEP) has them;
+    // OnfBlockTextReader::WarnUnknownBlock says what a warning reader says of them.
+    virtual void OnUnknown(size_t index, const BlockInfo& info);
+    // The block's load failed with `failure`, which a strict load would have let out. The block
+    // is left out, the set keeps the block of that descriptor it had, if any, and the load goes
+    // on with the next block. The reader stands where the failure stopped it: its
+    // GetCurrentIdx() is the index of the line behind the last one it handed out.
+    virtual void OnFailed(size_t index, const BlockInfo& info, const std::exception& failure) = 0;
+};
 
 // Named constants of the suite that stand beside the text database; the engine does not use them.
 extern const wchar_t* const BRELON_OPTIMIZATION_DATABASE; // L"optimization_database"
@@ -74,9 +105,16 @@ public:
     BrelonOnfIdMapsPool& GetOnfIdMapsPool() { return m_IdMapsPool; }
     const BrelonOnfIdMapsPool& GetOnfIdMapsPool() const { return m_IdMapsPool; }
 
-    // Loads every block of `reader` into the set, in file order, as `action` says. A failure
-    // leaves the blocks loaded so far in the set.
+    // Loads every block of `reader` into the set, in file order, as `action` says. A catalogued
+    // block is read in the catalogue's format, also where the file gives one of its own; any
+    // other block in the file's format. Strict: the first failure of a block's load leaves, and
+    // the blocks loaded before it stay in the set.
     void LoadFrom(OnfBlockTextReader& reader, BlockSetLoadAction action);
+    // The same load, tolerant: each block's failure goes to `listener` instead, that block is
+    // left out, and the load goes on. `listener` also hears what became of every other block.
+    // Failures of the listener itself leave.
+    void LoadFrom(OnfBlockTextReader& reader, BlockSetLoadAction action,
+                  OnfBlockLoadListener& listener);
     // Writes the file header (WRITE_NEW writers only) and every block of the set.
     void WriteSet(OnfBlockTextWriter& writer) const;
     // Makes the index lists of every block's id-typed list items from their external ids.
@@ -109,12 +147,11 @@ private:
                                 std::wstring& path);
     void FreeListPools();
     void MakeEmptyListSlots();
-    OnfBlock* NewBlock(const QSV_DataDescriptor& descriptor, const std::string& format,
-                       size_t numRecords);
-    std::unique_ptr<OnfBlock> LoadReaderBlock(OnfBlockTextReader& reader, size_t blockIndex);
-    void MergeBlocksByNumber(OnfBlockTextReader& reader);
-    void MergeGroup(OnfBlockTextReader& reader, const std::vector<size_t>& group);
     void FreePointers();
+    // One load of a reader's blocks into the set (OnfBlockLoader.cpp).
+    class LoadPass;
+    // InitDb's load: every block of `reader` in the format its file gives.
+    void LoadFile(OnfBlockTextReader& reader);
 
     std::wstring m_FileName;
     std::wstring m_FilePath;

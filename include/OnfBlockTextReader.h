@@ -90,6 +90,10 @@ public:
     // The whole file's lines.
     const TextLinesParser& GetLines() const { return m_Lines; }
 
+    // Logs (level 2) what a reader with UNKNOWN_BLOCK_WARN says of a block of `file` whose number
+    // `blockId` the catalogue lacks: that the block will be skipped.
+    static void WarnUnknownBlock(const std::wstring& file, int32_t blockId);
+
 private:
     // Maps descriptor keys (capitals and "_") to item numbers; any unambiguous prefix of a key
     // finds it.
@@ -130,7 +134,14 @@ private:
     bool LoadFormat(const TextLinesParser& lines, size_t& line, std::string& format,
                     std::string& error);
     static void SkipEmptyAndCommentLines(const TextLinesParser& lines, size_t& line);
+    // DecodeBlock and its steps, in the order of a block's lines.
+    struct BlockDecoding;
     size_t DecodeBlock(size_t start, UnknownBlockAction action, const std::string& file);
+    void DecodeStartMarker(BlockDecoding& block) const;
+    void DecodeSections(BlockDecoding& block);
+    void DecodeIdLine(BlockDecoding& block, UnknownBlockAction action) const;
+    void DecodeCountLine(BlockDecoding& block) const;
+    size_t DecodeBody(BlockDecoding& block) const;
     const BLOCK_INFO* CurrentBlock() const;
 
     std::wstring m_FileName;

@@ -104,11 +104,11 @@ TEST(BlockLoadReports, ExactWords) {
          "A format syntax error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the "
          "lines defining ONF-block -1 are depleted prematurely at line 8.",
          "1:2,0"},
+        // clang-format off
         {"IRb", 2, "1, 5\n2.5\n",
-         "A format error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the "
-         "ONF-block -1 being decoded does not match the speci"
-         "fication!",
+         "A format error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the ONF-block -1 being decoded does not match the specification!",
          "1:5,2.5"},
+        // clang-format on
     };
     for (const Report& r : reports) {
         onf_test::LogCapture log;

@@ -169,6 +169,74 @@ TEST(DatabaseLoadActions, MergeByNumberRenumbersClashingIds) {
     EXPECT_EQ(db.FindBlocks(QSV_DataDescriptorPattern()).size(), 1u);
 }
 
+// Writes down what a tolerant load tells: one entry a call, failures by their identifier.
+class EventLog : public OnfBlockLoadListener {
+public:
+    std::string events;
+
+    void OnLoading(size_t index, const BlockInfo&) override { Add("loading", index); }
+    void OnLoaded(size_t index, const BlockInfo&, const OnfBlock&) override {
+        Add("loaded", index);
+    }
+    void OnMerged(size_t index, const BlockInfo&, size_t head) override {
+        Add("merged", index, "into " + std::to_string(head));
+    }
+    void OnSkipped(size_t index, const BlockInfo&) override { Add("skipped", index); }
+    void OnUnknown(size_t index, const BlockInfo& info) override {
+        Add("unknown", index, std::to_string(info.block_id));
+    }
+    void OnFailed(size_t index, const BlockInfo&, const std::exception& failure) override {
+        const auto* known = dynamic_cast<const QSV_Failure*>(&failure);
+        Add("failed", index, known != nullptr ? known->GetId() : "?");
+    }
+
+private:
+    void Add(const char* what, size_t index, const std::string& detail = std::string()) {
+        events += std::string(events.empty() ? "" : "; ") + what + " " + std::to_string(index) +
+                  (detail.empty() ? "" : " " + detail);
+    }
+};
+
+// A custom block whose vector lacks two of its values: its load fails.
+const std::string kBrokenCustom = onf_test::CustomBlockText("IVb", 1, "1, 5, 2.0\n");
+
+TEST(DatabaseLoadActions, TolerantLoadHandsEachFailureOnAndGoesOn) {
+    const std::string text = onf_test::CustomBlockText("IVb", 1, "1, 5, 1.0, 2.0, 3.0\n") +
+                             kBrokenCustom + BlockText(4711, 0, "") +
+                             BlockText(97, 1, "110, 1, 10, 10\n");
+    OnfBlockTextReader reader(text.data(), text.size(), L"mem.onf",
+                              OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    OnfBlockSet db;
+    EventLog log;
+    db.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS, log);
+    EXPECT_EQ(log.events, "loading 0; loaded 0; loading 1; failed 1 221112190655; unknown 2 4711; "
+                          "loading 3; loaded 3");
+    // The failed block left the custom block of the same descriptor as it was.
+    EXPECT_EQ(Dump(onf_test::FirstBlock(db)), "1:5,1 2 3");
+    EXPECT_EQ(Dump(db.GetBlock(static_cast<QSV_OnfId>(97))), "110:1,10,10");
+
+    // Strict, the first failure leaves, and the blocks loaded before it stay.
+    OnfBlockSet strict;
+    ExpectFailure([&] { strict.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS); },
+                  "221112190655", "|%P|BrelonOnfEngine|OnfBlock",
+                  "Error in ONF-file \"mem.onf\", line 15 (in ONF data block -1):\nA vector with "
+                  "3 components is expected, but some values are missing!");
+    EXPECT_EQ(Dump(onf_test::FirstBlock(strict)), "1:5,1 2 3");
+}
+
+TEST(DatabaseLoadActions, TolerantMergeTakesTheFirstBlockThatLoadsAsHead) {
+    const std::string broken = BlockText(200, 1, "1, 2000000000, BIG\n1-2000000000\n");
+    const std::string text = broken + BlockText(200, 2, "7, 2\nleft\n1, 2\n3, 1\ntop\n5\n") +
+                             BlockText(200, 1, "7, 3\nright\n4-6\n");
+    OnfBlockTextReader reader(text.data(), text.size(), L"mem.onf",
+                              OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
+    OnfBlockSet db;
+    EventLog log;
+    db.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER, log);
+    EXPECT_EQ(log.events, "loading 0; failed 0; loading 1; loading 2; merged 2 into 1; loaded 1");
+    EXPECT_EQ(db.GetBlock(static_cast<QSV_OnfId>(200)).GetNumRecords(), 3u);
+}
+
 TEST(DatabaseUpdateForExport, ListsGetIndices) {
     OnfBlockSet db;
     OnfBlock& groups = db.AddEmptyBlock(static_cast<QSV_OnfId>(200)); // item 3: node ids

@@ -6,6 +6,7 @@ target_sources(BrelonOnfEngine PRIVATE
     src/textdb/OnfBlockTextWriter.cpp
     src/textdb/BrelonOnfIdMap.cpp
     src/textdb/BrelonOnfTxtDatabase.cpp
+    src/textdb/OnfBlockLoader.cpp
     src/textdb/OnfBlockSet.cpp)
 onf_add_test(test_reader tests/test_reader.cpp)
 onf_add_test(test_idmap tests/test_idmap.cpp)

@@ -31,6 +31,10 @@ using onf_detail::StoreValue;
 
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|OnfBlock";
+// The report of a block whose records are not as many as its count line declares.
+// clang-format off
+const char* const kRecordCountReport = "A format error was encountered while reading the ONF-file:\n\"%s\"\n--> the ONF-block %d being decoded does not match the specification!";
+// clang-format on
 
 // Keys of a block without id map are record indices, so a key makes the block allocate that many
 // record slots. A file cannot name a key far beyond its size without this bound making a block of
@@ -337,11 +341,8 @@ void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     if (GetNumRecords() == m_NumExpectedRecords) {
         UpdateIdIntLists();
     } else {
-        QSV_LOG(LOG_ERROR, kTag,
-                "A format error was encountered while reading the ONF-file:\n\"%s\"\n--> the "
-                "ONF-block %d being decoded does not match the speci"
-                "fication!",
-                context.FileUtf8().c_str(), static_cast<int>(m_BlockId));
+        QSV_LOG(LOG_ERROR, kTag, kRecordCountReport, context.FileUtf8().c_str(),
+                static_cast<int>(m_BlockId));
     }
 }
 

@@ -250,115 +250,158 @@ void OnfBlockTextReader::DecodeFile(UnknownBlockAction action) {
     }
 }
 
-// Decodes the block whose start marker candidate stands at `start` and returns the index
-// behind its end marker. `file` is the file name for messages.
+// What DecodeBlock knows of the block it decodes, handed from step to step.
+struct OnfBlockTextReader::BlockDecoding {
+    const std::string& file; // the file name for messages
+    size_t line;             // the line that the next step reads
+    BLOCK_INFO info;
+    bool descriptorRead = false;
+    bool recognised = false; // a number that the catalogue knows
+};
+
+namespace {
+
+// The failures that several steps raise, each text written once.
+[[noreturn]] void FailUnexpectedEnd(const std::string& file, size_t line) {
+    onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
+                             file.c_str(), line + 1);
+}
+
+[[noreturn]] void FailEndedInBlock(int32_t blockId) {
+    onf_detail::ThrowFailure(
+        nullptr, TAG, "File ended before all lines could be loaded for block with id: %d", blockId);
+}
+
+} // namespace
+
+// Decodes the block whose start marker candidate stands at `start` and returns the index behind
+// its end marker. `file` is the file name for messages. The steps follow the block's lines.
 size_t OnfBlockTextReader::DecodeBlock(size_t start, UnknownBlockAction action,
                                        const std::string& file) {
-    const size_t count = m_Lines.GetNumLines();
-    const char* startLine = m_Lines.GetLine(start);
+    BlockDecoding block{file, start, BLOCK_INFO()};
+    DecodeStartMarker(block);
+    DecodeSections(block);
+    DecodeIdLine(block, action);
+    DecodeCountLine(block);
+    const size_t end = DecodeBody(block);
+    // A block with a format of its own is kept even where the catalogue lacks its number.
+    if (block.recognised || action == UNKNOWN_BLOCK_KEEP || !block.info.format.empty()) {
+        m_Blocks.push_back(std::move(block.info));
+    }
+    return end + 1;
+}
+
+// "   -1", and at least two lines behind it.
+void OnfBlockTextReader::DecodeStartMarker(BlockDecoding& block) const {
+    const char* startLine = m_Lines.GetLine(block.line);
     if (!IsOnfMarkerLine(startLine, ONF_BLOCK_MARKER)) {
         onf_detail::ThrowFailure(nullptr, TAG,
                                  "Invalid statement encountered in file: %s, line: %Iu\nExpected "
                                  "line image: \"%s\"\nLine image found:    \"%s\"",
-                                 file.c_str(), start + 1, ONF_BLOCK_MARKER, startLine);
+                                 block.file.c_str(), block.line + 1, ONF_BLOCK_MARKER, startLine);
     }
-    if (start + 2 >= count) {
-        onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
-                                 file.c_str(), start + 1);
+    if (block.line + 2 >= m_Lines.GetNumLines()) {
+        FailUnexpectedEnd(block.file, block.line);
     }
-    BLOCK_INFO info;
-    bool descriptorRead = false;
+    ++block.line;
+}
+
+// The optional descriptor section, then the optional format section. A section that the end of
+// the file cuts off leaves the line behind the last one, and that is the line its failure names,
+// as the end-of-file failures behind each section do.
+void OnfBlockTextReader::DecodeSections(BlockDecoding& block) {
+    const size_t count = m_Lines.GetNumLines();
     std::string error;
-    size_t line = start + 1;
-    // A section that the end of the file cuts off leaves `line` behind the last line, and that
-    // is the line its failure names, as the end-of-file failures of the steps between do.
-    if (IsOnfMarkerLine(m_Lines.GetLine(line), ONF_DESCRIPTOR_MARKER)) {
-        if (!LoadDescriptor(m_Lines, line, info.descriptor, error)) {
+    if (IsOnfMarkerLine(m_Lines.GetLine(block.line), ONF_DESCRIPTOR_MARKER)) {
+        if (!LoadDescriptor(m_Lines, block.line, block.info.descriptor, error)) {
             onf_detail::ThrowFailure(
                 nullptr, TAG,
                 "Error parsing descriptor data from ONF file %s at line %Iu.\nError message: %s.",
-                file.c_str(), line + 1, error.c_str());
+                block.file.c_str(), block.line + 1, error.c_str());
         }
-        ++line;
-        descriptorRead = true;
-        if (line >= count) {
-            onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
-                                     file.c_str(), line + 1);
+        block.descriptorRead = true;
+        if (++block.line >= count) {
+            FailUnexpectedEnd(block.file, block.line);
         }
     }
-    if (IsOnfMarkerLine(m_Lines.GetLine(line), ONF_FORMAT_MARKER)) {
-        if (!LoadFormat(m_Lines, line, info.format, error)) {
+    if (IsOnfMarkerLine(m_Lines.GetLine(block.line), ONF_FORMAT_MARKER)) {
+        if (!LoadFormat(m_Lines, block.line, block.info.format, error)) {
             onf_detail::ThrowFailure(
                 nullptr, TAG,
                 "Error parsing format data from ONF file %s at line %Iu.\nError message: %s.",
-                file.c_str(), line + 1, error.c_str());
+                block.file.c_str(), block.line + 1, error.c_str());
         }
-        ++line;
-        if (line >= count) {
-            onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
-                                     file.c_str(), line + 1);
+        if (++block.line >= count) {
+            FailUnexpectedEnd(block.file, block.line);
         }
     }
+}
 
-    const size_t idLine = line;
-    bool recognised = false;
-    if (IsNonOnfLine(m_Lines.GetLine(idLine))) {
+// The block number, or "NON_ONF" for a custom block, which must bring its format and must not
+// name a number in its descriptor. A catalogued number becomes the descriptor's item 1; any
+// other number makes it -1.
+void OnfBlockTextReader::DecodeIdLine(BlockDecoding& block, UnknownBlockAction action) const {
+    const char* idLine = m_Lines.GetLine(block.line);
+    BLOCK_INFO& info = block.info;
+    if (IsNonOnfLine(idLine)) {
         info.block_id = -1;
         if (info.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID)) {
             onf_detail::ThrowFailure(nullptr, TAG,
                                      "The ONF-file \"%s\" contains an ONF-entry in a descriptor "
                                      "for non-onf block at line %Iu.",
-                                     file.c_str(), idLine + 1);
+                                     block.file.c_str(), block.line + 1);
         }
         if (info.format.empty()) {
             onf_detail::ThrowFailure(nullptr, TAG,
                                      "The ONF-file \"%s\" contains non-onf block at line %Iu with "
                                      "missing format information.",
-                                     file.c_str(), idLine + 1);
+                                     block.file.c_str(), block.line + 1);
         }
-    } else {
-        info.block_id = ParseStructureInt(m_Lines.GetLine(idLine));
-        recognised = QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
-        if (!recognised && action == UNKNOWN_BLOCK_WARN) {
-            QSV_LOG(LOG_WARNING, TAG,
-                    "The ONF-file \"%s\" contains a data-block of type %d, which is unknown to "
-                    "the interface and will be skipped.",
-                    file.c_str(), info.block_id);
-        }
-        if (descriptorRead && info.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
-            info.descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID) != info.block_id) {
-            onf_detail::ThrowFailure(nullptr, TAG,
-                                     "The ONF-file \"%s\" contains an inconsistent descriptor "
-                                     "entry for ONF-block %d.",
-                                     file.c_str(), info.block_id);
-        }
-        info.descriptor.SetInteger(QSV_DataDescriptor::RI_ONF_ID, recognised ? info.block_id : -1);
-        info.descriptor.SetSpare(-1);
+        ++block.line;
+        return;
     }
-
-    // A file may stop right after an id line that follows a section: no count line, no body.
-    const size_t countLine = idLine + 1;
-    if (countLine >= count) {
+    info.block_id = ParseStructureInt(idLine);
+    block.recognised = QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
+    if (!block.recognised && action == UNKNOWN_BLOCK_WARN) {
+        WarnUnknownBlock(m_FileName, info.block_id);
+    }
+    if (block.descriptorRead && info.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
+        info.descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID) != info.block_id) {
         onf_detail::ThrowFailure(nullptr, TAG,
-                                 "File ended before all lines could be loaded for block with "
-                                 "id: %d",
-                                 info.block_id);
+                                 "The ONF-file \"%s\" contains an inconsistent descriptor entry "
+                                 "for ONF-block %d.",
+                                 block.file.c_str(), info.block_id);
     }
-    info.num_records = ParseStructureInt(m_Lines.GetLine(countLine));
-    info.first_line = info.num_records != 0 ? countLine + 1 : 0;
+    info.descriptor.SetInteger(QSV_DataDescriptor::RI_ONF_ID,
+                               block.recognised ? info.block_id : -1);
+    info.descriptor.SetSpare(-1);
+    ++block.line;
+}
 
-    // The body: every line up to the end marker; only the marker test touches it.
+// The declared number of records. A file may stop right after an id line that follows a
+// section: then there is no count line and no body.
+void OnfBlockTextReader::DecodeCountLine(BlockDecoding& block) const {
+    if (block.line >= m_Lines.GetNumLines()) {
+        FailEndedInBlock(block.info.block_id);
+    }
+    block.info.num_records = ParseStructureInt(m_Lines.GetLine(block.line));
+    block.info.first_line = block.info.num_records != 0 ? block.line + 1 : 0;
+    ++block.line;
+}
+
+// The body: every line up to the end marker, whose index is returned; only the marker test
+// touches a body line. There must be at least as many lines as declared records.
+size_t OnfBlockTextReader::DecodeBody(BlockDecoding& block) const {
+    const size_t count = m_Lines.GetNumLines();
     const char* const* lines = m_Lines.GetLines();
-    size_t end = countLine + 1;
+    size_t end = block.line;
     while (end < count && !IsOnfMarkerLine(lines[end], ONF_BLOCK_MARKER)) {
         ++end;
     }
-    info.num_lines = end - (countLine + 1);
+    BLOCK_INFO& info = block.info;
+    info.num_lines = end - block.line;
     if (end >= count) {
-        onf_detail::ThrowFailure(nullptr, TAG,
-                                 "File ended before all lines could be loaded for block with "
-                                 "id: %d",
-                                 info.block_id);
+        FailEndedInBlock(info.block_id);
     }
     // Compared as unsigned 64-bit values, so a negative count is always too large; more lines
     // than records are fine, since a record may span several lines.
@@ -370,11 +413,14 @@ size_t OnfBlockTextReader::DecodeBlock(size_t start, UnknownBlockAction action,
                                  info.block_id, info.num_lines,
                                  static_cast<size_t>(static_cast<uint64_t>(info.num_records)));
     }
+    return end;
+}
 
-    if (recognised || action == UNKNOWN_BLOCK_KEEP || !info.format.empty()) {
-        m_Blocks.push_back(std::move(info));
-    }
-    return end + 1;
+void OnfBlockTextReader::WarnUnknownBlock(const std::wstring& file, int32_t blockId) {
+    QSV_LOG(LOG_WARNING, TAG,
+            "The ONF-file \"%s\" contains a data-block of type %d, which is unknown to the "
+            "interface and will be skipped.",
+            BrelonStringUtil::wide_to_utf8(file.c_str()).c_str(), blockId);
 }
 
 bool OnfBlockTextReader::LoadDescriptor(const TextLinesParser& lines, size_t& line,

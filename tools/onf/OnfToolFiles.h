@@ -72,11 +72,11 @@ public:
     // Every block found, in file order. Stays after ReleaseText.
     const std::vector<OnfBlockTextReader::BLOCK_INFO>& GetBlocks() const { return m_Blocks; }
 
-    // Loads every block that can be held: a catalogued one in the catalogue's format, another
-    // one in the format it gives. A block of an unknown number without a format is left out,
-    // with the reader's own warning when `warnDropped`. A block whose descriptor an earlier one
-    // has replaces it, with a warning; in a groups file such blocks are merged instead, as the
-    // groups file object reads them. Needs the text.
+    // Loads every block that can be held, through the engine's tolerant load: a catalogued one in
+    // the catalogue's format, another one in the format it gives. A block of an unknown number
+    // without a format is left out, with the reader's own warning when `warnDropped`. A block
+    // whose descriptor an earlier one has replaces it, with a warning; in a groups file such
+    // blocks are merged instead, as the groups file object reads them. Needs the text.
     void LoadBlocks(bool warnDropped);
     // The loaded block of GetBlocks()[index]; null if it was not loaded or a later block
     // replaced it.
@@ -93,8 +93,7 @@ public:
     void ReleaseText();
 
 private:
-    class Database;
-    void LoadBlock(size_t index, bool warnDropped);
+    class LoadListener;
 
     std::string m_Path;
     std::wstring m_WidePath;
@@ -103,7 +102,7 @@ private:
     std::unique_ptr<OnfBlockTextReader> m_Reader;
     std::vector<OnfBlockTextReader::BLOCK_INFO> m_Blocks;
     FileKind m_Kind = KIND_GENERIC;
-    std::unique_ptr<Database> m_Database;
+    std::unique_ptr<BrelonOnfTxtDatabase> m_Database;
     std::vector<const OnfBlock*> m_Loaded;
     std::vector<BlockState> m_States;
 };

@@ -236,14 +236,6 @@ std::string RealText(double value) {
     return std::string(text, result.ptr);
 }
 
-// The text database of one file, opened up for the loading that ToolFile does block by block.
-class ToolFile::Database : public BrelonOnfTxtDatabase {
-public:
-    Database() : BrelonOnfTxtDatabase(std::wstring()) {}
-    OnfHelpers& Helpers() const { return *GetBlockHelpers(); }
-    QSV_DataBlockSet& BlockSet() { return m_DataBlockSet; }
-};
-
 ToolFile::ToolFile(const std::string& path, FileLogScope& scope, const Progress& progress)
     : m_Path(path), m_WidePath(BrelonStringUtil::utf8_to_wide(path.c_str())), m_Scope(scope),
       m_Progress(progress) {
@@ -263,105 +255,94 @@ ToolFile::~ToolFile() = default;
 
 BrelonOnfTxtDatabase& ToolFile::GetDatabase() {
     if (!m_Database) {
-        m_Database.reset(new Database());
+        m_Database.reset(new BrelonOnfTxtDatabase(std::wstring()));
     }
     return *m_Database;
 }
 
+// Keeps the state of every block as the engine's tolerant load tells it, and says to the scope
+// what a user should hear of it.
+class ToolFile::LoadListener : public OnfBlockLoadListener {
+public:
+    LoadListener(ToolFile& file, bool warnDropped) : m_File(file), m_WarnDropped(warnDropped) {}
+
+    void OnLoading(size_t, const BlockInfo& info) override {
+        const bool catalogued =
+            info.block_id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
+        if (catalogued && !info.format.empty()) {
+            const std::string& own =
+                QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(info.block_id))
+                    .GetFormatString();
+            if (own != info.format) {
+                // The file objects read a catalogued block in the catalogue's format, whatever
+                // the file says; so does this tool.
+                m_File.m_Scope.Report(
+                    QSV_LogMacros::LOG_WARNING,
+                    "block " + BlockLabel(info) + " gives the format \"" + info.format +
+                        "\"; it is read in the catalogue's format \"" + own + "\"");
+            }
+        }
+        m_File.m_Progress.Say("loading block " + BlockLabel(info) + ", " +
+                              std::to_string(info.num_records) + " records");
+    }
+
+    void OnLoaded(size_t index, const BlockInfo& info, const OnfBlock& block) override {
+        bool replaces = false;
+        for (size_t earlier = 0; earlier < index; ++earlier) {
+            if (m_File.m_Loaded[earlier] != nullptr &&
+                !(m_File.m_Blocks[earlier].descriptor < info.descriptor) &&
+                !(info.descriptor < m_File.m_Blocks[earlier].descriptor)) {
+                m_File.m_Loaded[earlier] = nullptr;
+                m_File.m_States[earlier] = BLOCK_REPLACED;
+                replaces = true;
+            }
+        }
+        if (replaces) {
+            m_File.m_Scope.Report(QSV_LogMacros::LOG_WARNING,
+                                  "block " + BlockLabel(info) + " appears again as block " +
+                                      std::to_string(index + 1) +
+                                      " of the file, which replaces the earlier one");
+        }
+        m_File.m_Loaded[index] = &block;
+        m_File.m_States[index] = BLOCK_LOADED;
+    }
+
+    void OnMerged(size_t index, const BlockInfo&, size_t) override {
+        m_File.m_States[index] = BLOCK_MERGED;
+    }
+
+    void OnUnknown(size_t index, const BlockInfo& info) override {
+        m_File.m_States[index] = BLOCK_UNKNOWN;
+        if (m_WarnDropped) {
+            OnfBlockTextReader::WarnUnknownBlock(m_File.m_WidePath, info.block_id);
+        }
+    }
+
+    void OnFailed(size_t index, const BlockInfo&, const std::exception& failure) override {
+        m_File.m_States[index] = BLOCK_FAILED;
+        m_File.m_Scope.ReportFailure(failure);
+    }
+
+private:
+    ToolFile& m_File;
+    bool m_WarnDropped;
+};
+
 void ToolFile::LoadBlocks(bool warnDropped) {
-    GetDatabase();
+    BrelonOnfTxtDatabase& database = GetDatabase();
     std::set<int> numbers;
     bool repeated = false;
     for (const BlockInfo& block : m_Blocks) {
         repeated = !numbers.insert(block.block_id).second || repeated;
     }
+    LoadListener listener(*this, warnDropped);
     if (m_Kind == KIND_GROUPS && repeated) {
         // A groups file merges repeated blocks of one number, renumbering clashing ids.
         m_Progress.Say("merging repeated group blocks");
-        try {
-            m_Database->LoadFrom(*m_Reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER);
-        } catch (const std::exception& failure) {
-            m_Scope.ReportFailure(failure);
-        }
-        std::set<QSV_DataDescriptor> seen;
-        for (size_t i = 0; i < m_Blocks.size(); ++i) {
-            const QSV_DataDescriptor& descriptor = m_Blocks[i].descriptor;
-            if (!m_Database->HasBlock(descriptor)) {
-                m_States[i] = BLOCK_FAILED;
-            } else if (seen.insert(descriptor).second) {
-                m_Loaded[i] = static_cast<const OnfBlock*>(&m_Database->GetDataBlock(descriptor));
-                m_States[i] = BLOCK_LOADED;
-            } else {
-                m_States[i] = BLOCK_MERGED;
-            }
-        }
-        return;
+        database.LoadFrom(*m_Reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER, listener);
+    } else {
+        database.LoadFrom(*m_Reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS, listener);
     }
-    for (size_t i = 0; i < m_Blocks.size(); ++i) {
-        LoadBlock(i, warnDropped);
-    }
-}
-
-void ToolFile::LoadBlock(size_t index, bool warnDropped) {
-    const BlockInfo& info = m_Blocks[index];
-    const bool catalogued = info.block_id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
-    if (!catalogued && info.format.empty()) {
-        m_States[index] = BLOCK_UNKNOWN;
-        if (warnDropped) {
-            // The words of the engine's reader, which drops such a block in every file object.
-            m_Scope.Report(QSV_LogMacros::LOG_WARNING,
-                           "The ONF-file \"" + m_Path + "\" contains a data-block of type " +
-                               std::to_string(info.block_id) +
-                               ", which is unknown to the interface and will be skipped.");
-        }
-        return;
-    }
-    if (catalogued && !info.format.empty()) {
-        const std::string& own =
-            QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(info.block_id)).GetFormatString();
-        if (own != info.format) {
-            // The file objects read a catalogued block in the catalogue's format, whatever
-            // the file says; so does this tool.
-            m_Scope.Report(QSV_LogMacros::LOG_WARNING,
-                           "block " + BlockLabel(info) + " gives the format \"" + info.format +
-                               "\"; it is read in the catalogue's format \"" + own + "\"");
-        }
-    }
-    m_Progress.Say("loading block " + BlockLabel(info) + ", " + std::to_string(info.num_records) +
-                   " records");
-    const size_t numRecords = static_cast<size_t>(info.num_records);
-    std::unique_ptr<OnfBlock> block;
-    try {
-        if (catalogued) {
-            block.reset(
-                new OnfBlock(info.descriptor, numRecords, *m_Database, m_Database->Helpers()));
-        } else {
-            block.reset(new OnfBlock(info.descriptor, info.format.c_str(), numRecords, *m_Database,
-                                     m_Database->Helpers()));
-        }
-        m_Reader->ProvideBlock(index);
-        block->LoadBlock(*m_Reader);
-    } catch (const std::exception& failure) {
-        m_States[index] = BLOCK_FAILED;
-        m_Scope.ReportFailure(failure);
-        return;
-    }
-    if (m_Database->HasBlock(info.descriptor)) {
-        for (size_t earlier = 0; earlier < index; ++earlier) {
-            if (m_Loaded[earlier] != nullptr && !(m_Blocks[earlier].descriptor < info.descriptor) &&
-                !(info.descriptor < m_Blocks[earlier].descriptor)) {
-                m_Loaded[earlier] = nullptr;
-                m_States[earlier] = BLOCK_REPLACED;
-            }
-        }
-        m_Scope.Report(QSV_LogMacros::LOG_WARNING,
-                       "block " + BlockLabel(info) + " appears again as block " +
-                           std::to_string(index + 1) +
-                           " of the file, which replaces the earlier one");
-    }
-    m_Loaded[index] = block.get();
-    m_States[index] = BLOCK_LOADED;
-    m_Database->BlockSet().StoreDataBlockInstance(info.descriptor, block.release());
 }
 
 void ToolFile::GetBodyLines(size_t index, std::vector<const char*>& lines) const {
