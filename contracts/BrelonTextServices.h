@@ -206,8 +206,8 @@ bool is_env_flag_set(const char* name);
 std::istream& getline_dosunix(std::istream& is, std::string& line);
 
 // The list text of ONF files. Tokens are separated by ", "; a token is a value, a run
-// "first-last" (step 1) or a run "first-last:step" (step 1 or more; a run whose last value is
-// below its first holds no value). A line that ends in the separator goes on in the next line.
+// "first-last" (step 1) or a run "first-last:step" (step 1 or more), the last value at or above
+// the first. A line that ends in the separator goes on in the next line.
 // An empty list is one empty line. Reals are plain values, ten a line.
 namespace QSV_ListFormatUtil {
 // How write_onf_int_list treats the list.
@@ -225,8 +225,9 @@ constexpr size_t MAX_LIST_VALUES = size_t(1) << 26;
 // Reads a list into `values` (replacing what it held). On entry `splitter` holds the list's first
 // line, split; further lines come from `lines` and are split by `splitter` with mode 1, separator
 // "," and quote '"'. On return `lines` stands behind the list's last line. Throws QSV_Failure
-// (tag "|%P|BrelonUtilities|QSV_ListFormatUtil") for a malformed token, a value outside 32 bits,
-// a step below 1, a list that goes on past the last line, or more than MAX_LIST_VALUES values.
+// (tag "|%P|BrelonUtilities|QSV_ListFormatUtil") for a malformed token, a value or step outside
+// 32 bits, a step below 1, a run that ends below its first value, a list that goes on past the last
+// line, or more than MAX_LIST_VALUES values.
 void read_onf_int_list(TextLinesProvider& lines, std::vector<int>& values,
                        TextLineSplitter& splitter);
 // The same for reals; tokens are plain values in any form str_to_double reads in full.

@@ -130,7 +130,7 @@ TEST(StreamList, TextFoldsAscendingRunsOfThreeOrMore) {
 TEST(StreamList, ReadingStopsAtTheListSize) {
     using Result = std::pair<std::vector<int>, std::string>;
     EXPECT_EQ(ReadList("1-9:2, 11", 3), Result({1, 3, 5}, ", 11"));
-    EXPECT_EQ(ReadList("4,1-3,\n 7-5, 2147483646-2147483647:1000, 0", 6),
+    EXPECT_EQ(ReadList("4,1-3,\n 2147483646-2147483647:1000, 0", 6),
               Result({4, 1, 2, 3, 2147483646, 0}, ""));
     EXPECT_EQ(ReadList("3 -4", 1), Result({3}, " -4")); // "-" after a blank is no run
 
@@ -140,6 +140,18 @@ TEST(StreamList, ReadingStopsAtTheListSize) {
     ExpectFailure([&] { broken >> kept; }, "161048150210", "|%P|BrelonOnfEngine|ONFList",
                   "The ONF list separator character was not found.");
     EXPECT_EQ(kept.GetData(), (std::vector<int>{1, 2, 9})); // what was read before is stored
+}
+
+// Runs the writer never makes would read as fewer or other values than the text meant.
+TEST(StreamList, RunsThatCannotBeMeantFailWithTheLine) {
+    const std::pair<const char*, std::string> cases[] = {
+        {"1, 10-1", "The ONF list run 10-1 ends below its first value in line 3."},
+        {"1-5:0", "The ONF list run 1-5:0 has a step below 1 in line 3."},
+        {"5-1:-1", "The ONF list run 5-1:-1 has a step below 1 in line 3."}};
+    for (const auto& c : cases) {
+        ONF_LINE_NR = 3;
+        ExpectFailure([&] { ReadList(c.first, 4); }, "", "|%P|BrelonOnfEngine|ONFList", c.second);
+    }
 }
 
 TEST(StreamList, EmptyListReadsOneZero) {

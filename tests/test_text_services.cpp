@@ -278,7 +278,7 @@ TEST(ListText, WrittenRealListsReadBackBitForBitAndLeaveTheRecordLineAlone) {
 TEST(ListText, ReadsHandWrittenRunsAndLineBreaks) {
     using V = std::vector<int>;
     EXPECT_EQ(ReadInts({"1-9:2"}), (V{1, 3, 5, 7, 9}));
-    EXPECT_EQ(ReadInts({"1-10:4, -5--3, +4, 5-1"}), (V{1, 5, 9, -5, -4, -3, 4}));
+    EXPECT_EQ(ReadInts({"1-10:4, -5--3, +4, 5-5"}), (V{1, 5, 9, -5, -4, -3, 4, 5}));
     EXPECT_EQ(ReadInts({"1,2 ,3,", "4-6,", "7"}), (V{1, 2, 3, 4, 5, 6, 7}));
     EXPECT_EQ(ReadInts({"2147483646-2147483647:5, -2147483648--2147483647"}),
               (V{2147483646, INT_MIN, INT_MIN + 1}));
@@ -306,6 +306,8 @@ TEST(ListText, BadListsFailWithTheLineAtFault) {
         {{"1-99999999999999999999"}, at + "1:\nThe list token \"1-99999999999999999999" + range},
         {{"1-5:0"}, at + "1:\nThe list run \"1-5:0\" has a step below 1."},
         {{"5-1:-1"}, at + "1:\nThe list run \"5-1:-1\" has a step below 1."},
+        {{"1,", "10-1"}, at + "2:\nThe list run \"10-1\" ends below its first value."},
+        {{"1-5:4294967297"}, at + "1:\nThe list token \"1-5:4294967297" + range},
         {{"1-2000000000"}, at + "1:\nThe list holds more than 67108864 values."},
         {{"1, 2,", ""}, at + "2:\nThe list goes on in an empty line."}};
     // clang-format on

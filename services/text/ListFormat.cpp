@@ -24,6 +24,8 @@ const char* const kMsgOutOfRange = "Error in ONF-file \"%s\", line %Iu:\nThe lis
                                    "holds a value outside the 32-bit integer range.";
 const char* const kMsgBadStep =
     "Error in ONF-file \"%s\", line %Iu:\nThe list run \"%s\" has a step below 1.";
+const char* const kMsgDescending =
+    "Error in ONF-file \"%s\", line %Iu:\nThe list run \"%s\" ends below its first value.";
 const char* const kMsgPastEnd =
     "Error in ONF-file \"%s\", line %Iu:\nThe list goes on past the last line of its block.";
 const char* const kMsgEmptyContinuation =
@@ -93,21 +95,26 @@ void ParseIntToken(TextLinesProvider& lines, const char* token, IntListToken& ou
     if (*p != '\0') {
         FailAt(lines, kMsgMalformedInt, token);
     }
-    if (!FitsInt32(out.first) || !FitsInt32(out.last)) {
+    // The writer folds only ascending runs with a step of 1 or more, all within 32 bits. A run
+    // that ends below its start or steps beyond 32 bits is no text it wrote: reading it as no
+    // value or as its first value alone would drop values without a word, so it fails.
+    if (!FitsInt32(out.first) || !FitsInt32(out.last) || !FitsInt32(out.step)) {
         FailAt(lines, kMsgOutOfRange, token);
     }
     if (out.step < 1) {
         FailAt(lines, kMsgBadStep, token);
     }
+    if (out.last < out.first) {
+        FailAt(lines, kMsgDescending, token);
+    }
 }
 
 // Appends the values of one token, refusing to let the list grow past MAX_LIST_VALUES. All
-// arithmetic is in 64 bits: first and last are 32-bit values, the step is at most 2^40.
+// arithmetic is in 64 bits over 32-bit first, last and step, so no value wraps.
 void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int>& values) {
     IntListToken run;
     ParseIntToken(lines, token, run);
-    uint64_t count =
-        run.last < run.first ? 0 : uint64_t(run.last - run.first) / uint64_t(run.step) + 1;
+    const uint64_t count = uint64_t(run.last - run.first) / uint64_t(run.step) + 1;
     if (count > QSV_ListFormatUtil::MAX_LIST_VALUES - values.size()) {
         FailTooLong(lines);
     }

@@ -14,6 +14,23 @@ namespace {
 constexpr const char* TAG_LIST = "|%P|BrelonOnfEngine|ONFList";
 constexpr const char* TAG_GROUP = "|%P|BrelonOnfEngine|ONFGroup";
 
+// A run this list never writes: one that ends below its start would read as no value, and one
+// with a step below 1 as its first value repeated up to the count. Either drops what the text
+// meant without a word, so it fails; the block route's list reader refuses both alike. (A number
+// the stream could not read leaves its fail bit for the caller, as everywhere on this route.)
+void CheckRun(int first, int last, int step) {
+    if (step < 1) {
+        onf_detail::ThrowFailure(nullptr, TAG_LIST,
+                                 "The ONF list run %d-%d:%d has a step below 1%s", first, last,
+                                 step, onf_line_nr_msg().c_str());
+    }
+    if (last < first) {
+        onf_detail::ThrowFailure(nullptr, TAG_LIST,
+                                 "The ONF list run %d-%d ends below its first value%s", first, last,
+                                 onf_line_nr_msg().c_str());
+    }
+}
+
 // Reads `expected` values of the folded text into `out` (replacing its content). Values are
 // appended as they are read, so memory follows the input, not the expected count; a run that
 // would go past `expected` is cut there. Runs use 64-bit values so that a step near the end of
@@ -27,10 +44,15 @@ void ReadListValues(std::istream& is, std::vector<int>& out, size_t expected) {
             is.get();
             int last = 0;
             is >> last;
+            bool numbersRead = !is.fail(); // peek at the end of the input sets the fail bit
             int step = 1;
-            if (is.peek() == ':') {
+            if (numbersRead && is.peek() == ':') {
                 is.get();
                 is >> step;
+                numbersRead = !is.fail();
+            }
+            if (numbersRead) {
+                CheckRun(first, last, step);
             }
             for (long long value = first; value <= last && out.size() < expected; value += step) {
                 out.push_back(static_cast<int>(value));
