@@ -48,7 +48,8 @@ public:
     void AppendGroups(const QSV_GroupMap& groups, const QSV_IdMapsPool& pool);
     // With a model, gives each node group whose name an element group has too a copy named
     // "<name>_NODE", and that element group a copy named "<name>_ELEM" (inside the quotes of a
-    // quoted name); the old groups stay. Null does nothing.
+    // quoted name); the old groups stay. Null does nothing. A copy takes the id above the
+    // block's ids and fails where none is left below the largest 32-bit id.
     void CheckIdenticalNames(OnfModelFile* model);
     // The id of the last record of block 200 or 210 in index order, 0 for an empty block.
     int GetGroupMaxId(QSV_OnfId block) const;

@@ -100,9 +100,9 @@ private:
     void GetFlags(const OnfBlock& block, size_t recordIdx, std::vector<int>& flags) const;
     void SetFlags(const std::vector<int>& flags, OnfBlock& block, size_t recordIdx) const;
     void ReplaceMaterialRecords(const std::vector<MaterialRecord>& records, OnfBlock& block);
-    // The id the first new material of the next set gets: above every id of block 821 and every
-    // new material made so far.
-    int NextFreeId() const;
+    // The id the first of `count` new materials of the next set gets: above every id of block
+    // 821 and every new material made so far. Fails where the last would pass 32 bits.
+    int NextFreeId(size_t count) const;
 
     OnfBlockSet& m_BlockSet;
     OnfBlock* m_Block = nullptr;

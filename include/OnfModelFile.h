@@ -198,7 +198,8 @@ public:
     bool AppendAcceleration(int id, const OnfAcceleration::AccelData& data);
     // A force set (block 173) whose forces (block 172) take ids from a counter shared by every
     // model of the process. True only if the set and its last force were new (false for an
-    // empty map, though the set is made); a force whose id exists already is passed over.
+    // empty map, though the set is made); a force whose id exists already is passed over. Fails
+    // before making the set when the counter has no 32-bit id left for each force.
     bool AppendNodalForces(int id, const std::string& name,
                            const BrelonRadixTrieMap<int, OnfNodalForces::NodalForce>& forces);
     // As AppendNodalForces with blocks 175 and 174 and a counter of their own; every entry is
@@ -251,11 +252,13 @@ public:
     bool AppendLaminateLayer(int id, const OnfLaminateLayer::LayerData& data);
     // With `withLayer`, also makes a layer of thickness `second` (id: the id of the last layer in
     // index order + 1, or layerBase + 1 while there is no layer; told through `layerId` if not
-    // null) and makes it the property's one layer.
+    // null) and makes it the property's one layer. Fails, adding nothing, when that id would
+    // pass the largest 32-bit id.
     bool AppendProperty(int id, OnfProperty::PropType type, const std::string& name, double first,
                         double second, bool withLayer, int layerBase, int* layerId);
     // Properties 1 to 6 and 8, each with a layer, named "Def_prop_...".
     void CreateDefaultProperties();
+    // The id of the last layer in index order + 1; fails when that would pass 32 bits.
     int GetNextFreeLayerId() const;
     // Adds the id of every property; the set is not cleared first.
     void GetPropertyIDs(std::set<int>& ids) const;

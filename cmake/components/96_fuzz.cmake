@@ -20,6 +20,12 @@ endfunction()
 
 # Faults of the world around a file and hostile file contents.
 onf_add_test(test_robustness tests/test_robustness.cpp)
+# Operations that number new records, driven to the largest 32-bit id. The process-wide counters
+# of load items are reached through the model's private header.
+onf_add_test(test_id_limits tests/test_id_limits.cpp)
+if(ONF_BUILD_TESTS)
+    target_include_directories(test_id_limits PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src)
+endif()
 
 if(ONF_BUILD_TESTS)
     foreach(name ${ONF_FUZZ_TARGETS})

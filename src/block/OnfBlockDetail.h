@@ -3,7 +3,9 @@
 #pragma once
 
 #include "OnfBlock.h"
+#include "QSV_Failure.h"
 
+#include <climits>
 #include <cstddef>
 #include <cstring>
 
@@ -51,6 +53,32 @@ void ForEachRecord(const OnfBlock& block, Visit visit) {
             visit(static_cast<size_t>(index));
         }
     }
+}
+
+// The first of `count` ids that follow `highest`, for records numbered above the ids in use.
+// Where 32 bits do not hold them all, fails (tag `tag`) before anything is made: wrapping would
+// give negative ids, which may be taken already or read as slots without a record. `what` names
+// one record; an "s" makes it plural. `count` is at least 1.
+inline int FirstFreeId(long long highest, size_t count, const char* tag, const char* what) {
+    if (count <= static_cast<size_t>(INT_MAX) &&
+        highest <= INT_MAX - static_cast<long long>(count)) {
+        return static_cast<int>(highest + 1);
+    }
+    if (count == 1) {
+        ThrowFailure(nullptr, tag,
+                     "No id is left for a new %s: the highest id in use is %lld, the largest a "
+                     "32-bit id can be.",
+                     what, highest);
+    }
+    ThrowFailure(nullptr, tag,
+                 "No ids are left for %Iu new %ss: they would follow id %lld, and the largest a "
+                 "32-bit id can be is %d.",
+                 count, what, highest, INT_MAX);
+}
+
+// The id that follows `highest` (see FirstFreeId).
+inline int NextFreeId(int highest, const char* tag, const char* what) {
+    return FirstFreeId(highest, 1, tag, what);
 }
 
 } // namespace onf_detail

@@ -7,6 +7,7 @@
 #include "OnfAddedMaterialDetail.h"
 #include "OnfBlockSet.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -32,13 +33,6 @@ QSV_DataRecordItem::DataRecordItem FlagItem(size_t k) {
 QSV_DataRecordItem::DataRecordItem ValueItem(size_t k) {
     return static_cast<QSV_DataRecordItem::DataRecordItem>(QSV_DataRecordItem::ItemAddMatValue0 +
                                                            static_cast<int>(k));
-}
-
-// Ids are 32-bit and wrap, as everywhere in the file format: computed unsigned, then converted.
-int WrappedId(int base, size_t offset) {
-    const uint32_t sum = static_cast<uint32_t>(base) + static_cast<uint32_t>(offset);
-    return static_cast<int>(static_cast<int64_t>(sum) -
-                            ((sum & 0x80000000u) != 0 ? int64_t(1) << 32 : 0));
 }
 
 size_t CountDistinct(std::vector<double>& values) {
@@ -246,16 +240,20 @@ void OnfMaterialsReducer::PrepareNewSet1D(const std::set<size_t>& records, const
                                           BrelonRadixTrieMap<int, int>& idMap) {
     // The centres only give the number of clusters; the new values are the members' averages.
     newSet.entries.resize(centers.size());
-    newSet.firstId = NextFreeId();
+    newSet.firstId = NextFreeId(newSet.entries.size());
     InitializeNewSet(records, newSet);
     AccumulateMaterialValues(records, plan, assignment, newSet, idMap);
     AverageMaterialValues(plan, newSet);
 }
 
-int OnfMaterialsReducer::NextFreeId() const {
-    // The block is untouched until every set is done, and the new records of earlier sets count
-    // in, so the ids of later sets lie above those of earlier ones and above every old id.
-    return WrappedId(m_Block != nullptr ? m_MaxOldId : 0, m_NewRecords.size() + 1);
+// The block is untouched until every set is done, and the new records of earlier sets count in,
+// so the ids of later sets lie above those of earlier ones and above every old id. Where the
+// set's last id would pass the largest 32-bit id, the set fails before any record is made:
+// wrapped ids would be negative and could repeat old ones.
+int OnfMaterialsReducer::NextFreeId(size_t count) const {
+    const long long highest = static_cast<long long>(m_Block != nullptr ? m_MaxOldId : 0) +
+                              static_cast<long long>(m_NewRecords.size());
+    return onf_detail::FirstFreeId(highest, std::max<size_t>(count, 1), kTag, "material");
 }
 
 void OnfMaterialsReducer::InitializeNewSet(const std::set<size_t>& records,
@@ -265,7 +263,7 @@ void OnfMaterialsReducer::InitializeNewSet(const std::set<size_t>& records,
     for (size_t i = 0; i < newSet.entries.size(); ++i) {
         MaterialRecord record;
         GetRecord(templateIdx, *m_Block, record);
-        record.id = WrappedId(newSet.firstId, i);
+        record.id = newSet.firstId + static_cast<int>(i);
         char name[32];
         std::snprintf(name, sizeof name, "CLUST_MAT_%d", record.id);
         record.name = name;
@@ -289,7 +287,7 @@ void OnfMaterialsReducer::AccumulateMaterialValues(const std::set<size_t>& recor
             continue; // the clustering promises a valid cluster for every value
         }
         if (m_Block != nullptr) {
-            idMap[m_Block->GetId(record)] = WrappedId(newSet.firstId, cluster);
+            idMap[m_Block->GetId(record)] = newSet.firstId + static_cast<int>(cluster);
         }
         GetValues(*m_Block, record, values);
         MaterialRecord& target = m_NewRecords[newSet.entries[cluster].recordIdx];

@@ -212,17 +212,17 @@ void OnfGroupsFile::CheckIdenticalNames(OnfModelFile* model) {
 // The id of the last record in index order, plus 1 (1 for an empty block). Node and element
 // groups share one id space, so a block's ids need not ascend in index order and that id may be
 // taken already; the copy would then be dropped. In that case the highest id of the block plus 1
-// is used instead.
+// is used instead. Where that would pass the largest 32-bit id, the copy fails.
 int OnfGroupsFile::NextGroupId(QSV_OnfId block) const {
     const OnfBlock& groups = GetBlock(block);
-    const int next = groups.GetMaxId() + 1;
-    if (groups.GetRecordIdx(next) < 0) {
-        return next;
+    const int last = groups.GetMaxId();
+    if (last < INT_MAX && groups.GetRecordIdx(last + 1) < 0) {
+        return last + 1;
     }
-    long long highest = next;
-    ForEachRecord(
-        groups, [&](size_t index) { highest = std::max<long long>(highest, groups.GetId(index)); });
-    return highest < INT_MAX ? static_cast<int>(highest + 1) : next;
+    int highest = last;
+    ForEachRecord(groups, [&](size_t index) { highest = std::max(highest, groups.GetId(index)); });
+    return onf_detail::NextFreeId(highest, kTag,
+                                  block == kNodeGroupBlock ? "node group" : "element group");
 }
 
 int OnfGroupsFile::GetGroupMaxId(QSV_OnfId block) const {

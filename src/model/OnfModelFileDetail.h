@@ -44,4 +44,12 @@ inline OnfBlock::Item ItemNr(int item) {
     return static_cast<OnfBlock::Item>(item);
 }
 
+// The next ids of the single forces (block 172) and prescribed displacements (block 174), which
+// every model of the process shares. Kept above 32 bits so that "none is left" can be told.
+struct LoadItemIds {
+    long long nextForce = 0;
+    long long nextDisplacement = 0;
+};
+LoadItemIds& ProcessLoadItemIds();
+
 } // namespace onf_detail

@@ -3,6 +3,7 @@
 
 #include "OnfModelFileDetail.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <cstdint>
 #include <memory>
@@ -15,8 +16,14 @@ namespace {
 
 // Ids of the single forces and displacements are unique across every model of the process, so
 // that decks merged later never clash. Not guarded: a process builds its models on one thread.
-int s_NextForceId = 0;
-int s_NextDisplacementId = 0;
+onf_detail::LoadItemIds s_LoadItemIds;
+
+// Fails before a set is made when a counter at `next` cannot give `count` more 32-bit ids.
+void CheckLoadItemIdsLeft(long long next, size_t count, const char* what) {
+    if (count > 0) {
+        onf_detail::FirstFreeId(next - 1, count, kModelTag, what);
+    }
+}
 
 // 32-bit wrap-around, as the keys of constraint and rigid-element sets are defined.
 int WrappedKey(size_t runningNumber, int factor, int hash) {
@@ -42,6 +49,10 @@ void CloseLoadSet(OnfBlock& block, size_t index, const std::vector<int>& ids) {
 }
 
 } // namespace
+
+onf_detail::LoadItemIds& onf_detail::ProcessLoadItemIds() {
+    return s_LoadItemIds;
+}
 
 bool OnfModelFile::AppendLoadcase(const OnfLoadcase::LcData& data) {
     OnfBlock& block = GetBlock(BlockId(onf_detail::ONF_LOADCASES));
@@ -104,6 +115,10 @@ bool OnfModelFile::AppendNodalForces(
     int id, const std::string& name,
     const BrelonRadixTrieMap<int, OnfNodalForces::NodalForce>& forces) {
     OnfBlock& sets = GetBlock(BlockId(onf_detail::ONF_FORCE_SETS));
+    long long& next = s_LoadItemIds.nextForce;
+    if (!sets.HasRecord(id)) {
+        CheckLoadItemIdsLeft(next, forces.Size(), "nodal force");
+    }
     bool created = false;
     const size_t setIndex = sets.GetWarrantedRecordIdx(id, created);
     if (!created) {
@@ -114,12 +129,12 @@ bool OnfModelFile::AppendNodalForces(
     std::vector<int> ids;
     bool lastCreated = false;
     for (auto it = forces.begin(); it != forces.end(); ++it) {
-        const size_t index = items.GetWarrantedRecordIdx(s_NextForceId, lastCreated);
+        const size_t index = items.GetWarrantedRecordIdx(static_cast<int>(next), lastCreated);
         if (!lastCreated) {
             continue;
         }
         SetLoadItem(items, index, it->second);
-        ids.push_back(s_NextForceId++);
+        ids.push_back(static_cast<int>(next++));
     }
     CloseLoadSet(sets, setIndex, ids);
     return lastCreated;
@@ -129,6 +144,10 @@ bool OnfModelFile::AppendPrescribedDisplacements(
     int id, const std::string& name,
     const std::map<int, OnfNodalDisplacements::NodalDisplacement>& displacements) {
     OnfBlock& sets = GetBlock(BlockId(onf_detail::ONF_DISP_SETS));
+    long long& next = s_LoadItemIds.nextDisplacement;
+    if (!sets.HasRecord(id)) {
+        CheckLoadItemIdsLeft(next, displacements.size(), "prescribed displacement");
+    }
     bool created = false;
     const size_t setIndex = sets.GetWarrantedRecordIdx(id, created);
     if (!created) {
@@ -139,9 +158,9 @@ bool OnfModelFile::AppendPrescribedDisplacements(
     std::vector<int> ids;
     for (const auto& entry : displacements) {
         bool itemCreated = false;
-        const size_t index = items.GetWarrantedRecordIdx(s_NextDisplacementId, itemCreated);
+        const size_t index = items.GetWarrantedRecordIdx(static_cast<int>(next), itemCreated);
         SetLoadItem(items, index, entry.second);
-        ids.push_back(s_NextDisplacementId++);
+        ids.push_back(static_cast<int>(next++));
     }
     CloseLoadSet(sets, setIndex, ids);
     return true;

@@ -2,9 +2,11 @@
 #include "OnfModelFile.h"
 
 #include "OnfModelFileDetail.h"
+#include "block/OnfBlockDetail.h"
 
 using onf_detail::BlockId;
 using onf_detail::ItemNr;
+using onf_detail::kModelTag;
 
 namespace {
 
@@ -77,6 +79,17 @@ bool OnfModelFile::AppendProperty(int id, OnfProperty::PropType type, const std:
         return true;
     }
     OnfBlock& block = GetBlock(BlockId(onf_detail::ONF_PROPERTIES));
+    if (block.HasRecord(id)) {
+        return false;
+    }
+    // The layer's id is found before anything is added, so that a property never stands
+    // without the layer it asked for.
+    OnfBlock& layers = GetBlock(BlockId(onf_detail::ONF_LAYERS));
+    const int newLayer =
+        !withLayer
+            ? 0
+            : onf_detail::NextFreeId(layers.GetNumRecords() > 0 ? layers.GetMaxId() : layerBase,
+                                     kModelTag, "layer");
     bool created = false;
     const size_t index = block.GetWarrantedRecordIdx(id, created);
     if (!created) {
@@ -88,8 +101,6 @@ bool OnfModelFile::AppendProperty(int id, OnfProperty::PropType type, const std:
     if (!withLayer) {
         return true;
     }
-    OnfBlock& layers = GetBlock(BlockId(onf_detail::ONF_LAYERS));
-    const int newLayer = layers.GetNumRecords() > 0 ? layers.GetMaxId() + 1 : layerBase + 1;
     if (layerId != nullptr) {
         *layerId = newLayer;
     }
@@ -110,7 +121,8 @@ void OnfModelFile::CreateDefaultProperties() {
 }
 
 int OnfModelFile::GetNextFreeLayerId() const {
-    return GetBlock(BlockId(onf_detail::ONF_LAYERS)).GetMaxId() + 1;
+    return onf_detail::NextFreeId(GetBlock(BlockId(onf_detail::ONF_LAYERS)).GetMaxId(), kModelTag,
+                                  "layer");
 }
 
 void OnfModelFile::GetPropertyIDs(std::set<int>& ids) const {

@@ -24,6 +24,7 @@
 #include "QSV_Failure.h"
 #include "block/OnfBlockDetail.h"
 
+#include <climits>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -82,6 +83,21 @@ void CheckRecordBudget(OnfBlockTextReader& reader, size_t blockIndex, size_t rec
         BrelonStringUtil::wide_to_utf8(reader.FileName().c_str()).c_str(),
         static_cast<int>(info.block_id), records, recordBytes, needed, bodyBytes, budget);
 }
+
+// The id a record of block `blockIndex` takes in the merged block when its own `id` is taken:
+// the one above `highest`, the highest id the merged block holds. Where 32 bits hold no such id
+// the merge fails: a wrapped id would be negative and could overwrite a record merged before.
+int RenumberedId(OnfBlockTextReader& reader, size_t blockIndex, int id, int highest) {
+    if (highest < INT_MAX) {
+        return highest + 1;
+    }
+    onf_detail::ThrowFailure(
+        nullptr, kTag,
+        "Error in ONF-file %s, block %d:\nIts record %d repeats an id of an earlier block of its "
+        "number, and no id above %d is left to give it.",
+        BrelonStringUtil::wide_to_utf8(reader.FileName().c_str()).c_str(),
+        static_cast<int>(reader.GetBlocksInfo()[blockIndex].block_id), id, highest);
+}
 } // namespace
 
 // Where a block's format comes from.
@@ -108,7 +124,8 @@ private:
     void Store(size_t index, std::unique_ptr<OnfBlock> block);
     void MergeByNumber();
     void MergeGroup(const std::vector<size_t>& group);
-    void MergeInto(OnfBlock& merged, const OnfBlock& other, QSV_IntSetIntvl<int>& used);
+    void MergeInto(OnfBlock& merged, size_t index, const OnfBlock& other,
+                   QSV_IntSetIntvl<int>& used);
 
     BrelonOnfTxtDatabase& m_Database;
     OnfBlockTextReader& m_Reader;
@@ -246,7 +263,7 @@ void BrelonOnfTxtDatabase::LoadPass::MergeGroup(const std::vector<size_t>& group
             }
             continue;
         }
-        MergeInto(*merged, *block, used);
+        MergeInto(*merged, index, *block, used);
         m_Told[index] = m_Blocks[index].descriptor == m_Blocks[head].descriptor;
         if (m_Listener != nullptr) {
             m_Listener->OnMerged(index, m_Blocks[index], head);
@@ -257,17 +274,16 @@ void BrelonOnfTxtDatabase::LoadPass::MergeGroup(const std::vector<size_t>& group
     }
 }
 
-// Every record of `other` is added to `merged`. An identity that `merged` holds already is
-// renumbered to the highest identity used so far plus one.
-void BrelonOnfTxtDatabase::LoadPass::MergeInto(OnfBlock& merged, const OnfBlock& other,
-                                               QSV_IntSetIntvl<int>& used) {
+// Every record of `other`, block `index` of the reader, is added to `merged`. An identity that
+// `merged` holds already is renumbered to the highest identity used so far plus one.
+void BrelonOnfTxtDatabase::LoadPass::MergeInto(OnfBlock& merged, size_t index,
+                                               const OnfBlock& other, QSV_IntSetIntvl<int>& used) {
     for (auto it = other.Begin(); it.IsValid(); ++it) {
         int identity = other.GetId(*it);
         bool created = false;
         size_t target = merged.GetWarrantedRecordIdx(identity, created);
         if (!created) {
-            // Wrap-around arithmetic: the highest identity plus one, without overflow.
-            identity = static_cast<int>(static_cast<uint32_t>(used.GetLast()) + 1u);
+            identity = RenumberedId(m_Reader, index, identity, used.GetLast());
             target = merged.GetWarrantedRecordIdx(identity, created);
         }
         used.Insert(identity);
