@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# End-to-end test of `onf normalize`, `onf cat` and `onf diff`: exact output, exit codes, no
-# half-written or lost files. Usage: test_onf_cli_edit.sh PATH_TO_ONF EXAMPLES_FOLDER
+# End-to-end test of `onf normalize` and `onf cat` (`onf diff` has test_onf_diff.sh): exact
+# output, exit codes, no half-written or lost files. Usage: test_onf_cli_edit.sh PATH_TO_ONF EXAMPLES_FOLDER
 . "$(dirname "$0")/test_onf_cli_lib.sh" "$1"
 examples="$(cd "$2" && pwd)"
 cd "$work" || exit 1
@@ -141,106 +141,5 @@ expect "cat of a catalogued block" 0 nodes.expected /dev/null -- cat messy.onf 1
 echo "onf cat: messy.onf has no block 130" >absent.err
 expect "cat of an absent block" 1 nodes.expected absent.err -- cat messy.onf 130 110
 expect "cat of a failing file" 2 /dev/null "" -- cat short.onf 110
-
-# diff: the differences one by one, with A's value first; tolerance and limit.
-cat >a.onf <<'EOF'
-   -1
-110
-3
-1, 0, 0, 1.0, 2.0, 3.0
-2, 0, 0, 100.0, 0.0, 0.0
-3, 0, 0, 0.0, 0.0, 1e-9
-   -1
-   -1
-130
-1
-7, 1, 3, SOLID, 1.0, 0.0, 1
-1, 2, 3
-   -1
-   -1
-200
-1
-1, 2
-TOP
-1, 2
-   -1
-EOF
-cat >b.onf <<'EOF'
-   -1
-110
-3
-3, 0, 0, 0.0, 0.0, 2e-9
-4, 0, 0, 0.0, 0.0, 0.0
-2, 0, 0, 100.001, 0.0, 0.0
-   -1
-   -1
-130
-1
-7, 1, 3, SOLID_2, 1.0, 0.0, 1
-1, 3, 2
-   -1
-   -1
-140
-0
-   -1
-   -1
-120
-1
-1, 1, STEEL
-0, 0, 0, 0, 0
-1, 2, 3, 4, 5
-   -1
-EOF
-cat >diff.expected <<'EOF'
-block 110 ONF_NODES: record 1 only in A
-block 110 ONF_NODES: record 2, item 3 (position): 100, 0, 0 vs 100.001, 0, 0
-block 110 ONF_NODES: record 3, item 3 (position): 0, 0, 1e-09 vs 0, 0, 2e-09
-block 110 ONF_NODES: record 4 only in B
-block 120 ONF_MATERIALS: only in B (1 record)
-block 130 ONF_PROPERTIES: record 7, item 3 (name): "SOLID" vs "SOLID_2"
-block 130 ONF_PROPERTIES: record 7, item 7 (layers): [1, 2, 3] vs [1, 3, 2]
-block 200 ONF_NODE_GROUPS: only in A (1 record)
-a.onf and b.onf differ: 8 differences in 4 blocks
-EOF
-expect "diff" 1 diff.expected /dev/null -- diff a.onf b.onf
-# Within 1e-5 relatively, 100 and 100.001 still differ; within 1e-8 absolutely, 1e-9 and 2e-9 do not.
-grep -v -e "record 3, item 3" -e "differ:" diff.expected >tolerant.expected
-echo "a.onf and b.onf differ: 7 differences in 4 blocks" >>tolerant.expected
-expect "diff with a tolerance" 1 tolerant.expected /dev/null -- diff --tolerance 1e-8 a.onf b.onf
-grep -v -e "record 2, item 3" -e "record 3, item 3" -e "differ:" diff.expected >loose.expected
-echo "a.onf and b.onf differ: 6 differences in 4 blocks" >>loose.expected
-expect "diff with a loose tolerance" 1 loose.expected /dev/null -- diff --tolerance=1e-5 a.onf b.onf
-cat >limited.expected <<'EOF'
-block 110 ONF_NODES: record 1 only in A
-block 110 ONF_NODES: 3 more differences not shown
-block 120 ONF_MATERIALS: only in B (1 record)
-block 130 ONF_PROPERTIES: record 7, item 3 (name): "SOLID" vs "SOLID_2"
-block 130 ONF_PROPERTIES: 1 more differences not shown
-block 200 ONF_NODE_GROUPS: only in A (1 record)
-a.onf and b.onf differ: 8 differences in 4 blocks
-EOF
-expect "diff with a limit" 1 limited.expected /dev/null -- diff a.onf b.onf --limit 1
-expect "diff of a file with itself" 0 /dev/null /dev/null -- diff a.onf a.onf
-expect "diff with a failing file" 2 /dev/null "" -- diff a.onf short.onf
-grep -q "^short.onf: error: " "$work/err" || fail "diff: the failure is not shown"
-
-# Records of a block keyed by name pair by name, whatever their order.
-printf '   -1\n10032\n2\nWALL\n4-6\nFACES\n1, 2, 3\n   -1\n' >n1.onf
-printf '   -1\n10032\n2\nFACES\n1-3\nWALL\n4-7\n   -1\n' >n2.onf
-cat >named.expected <<'EOF'
-block 10032 ONF_CFD_FACE_GROUPS: record WALL, item 1 (elements): [4, 5, 6] vs [4, 5, 6, 7]
-n1.onf and n2.onf differ: 1 difference in 1 block
-EOF
-expect "diff of a block keyed by name" 1 named.expected /dev/null -- diff n1.onf n2.onf
-
-# Blocks that cannot be loaded are compared value by value, line by line.
-printf '   -1\n4711\n2\n1, 2.0\n3, 4\n   -1\n' >u1.onf
-printf '   -1\n4711\n3\n1, 2\n3, 5\nextra\n   -1\n' >u2.onf
-cat >text.expected <<'EOF'
-block 4711 (not in the catalogue): body line 2: "3, 4" vs "3, 5"
-block 4711 (not in the catalogue): 2 body lines vs 3
-u1.onf and u2.onf differ: 2 differences in 1 block
-EOF
-expect "diff of unknown blocks" 1 text.expected /dev/null -- diff u1.onf u2.onf
 
 finish

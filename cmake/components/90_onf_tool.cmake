@@ -19,3 +19,10 @@ if(ONF_BUILD_TESTS)
                      $<TARGET_FILE:onf> ${CMAKE_CURRENT_SOURCE_DIR}/examples)
     set_tests_properties(onf_cli onf_cli_check onf_cli_edit PROPERTIES LABELS cli)
 endif()
+
+if(ONF_BUILD_TESTS)
+    # `onf diff`: each option on pairs of files made for it.
+    add_test(NAME onf_diff COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/tests/test_onf_diff.sh
+                                   $<TARGET_FILE:onf> ${CMAKE_CURRENT_SOURCE_DIR}/examples)
+    set_tests_properties(onf_diff PROPERTIES LABELS cli)
+endif()

@@ -1,8 +1,13 @@
-// `onf diff A B [--tolerance T] [--limit N]`: compares two ONF files by their content.
+// `onf diff A B`: compares two ONF files by their content, in the manner of the comparison
+// tools engineers use for their solvers' results: tolerances by kind and by item, one summary
+// line a block, optimisation results iteration by iteration.
+#include "DiffCompare.h"
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
 
+#include "ONFOptResultFile.h"
 #include "OnfBlock.h"
+#include "OnfModelFile.h"
 #include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
 
@@ -23,52 +28,58 @@ int RunDiff(const std::vector<std::string>& args);
 
 const OnfCommand kDiff = {
     "diff", "compare two ONF files block by block and record by record",
-    "usage: onf diff A B [--tolerance T] [--limit N]\n\n"
+    "usage: onf diff A B [OPTIONS]\n"
+    "       onf diff A --summary TOLERANCE_FILE\n\n"
     "Compares the content of two ONF files, not their text: blocks are matched by number and\n"
     "descriptor, records by id (by name in blocks keyed by name), and each item of matched\n"
     "records is compared; order, comments and number formatting do not count, and an empty\n"
-    "block counts as absent. Blocks that cannot be loaded (an unknown number without a\n"
-    "format, the blocks of an optimisation result file) are compared body line by body line,\n"
-    "value by value.\n\n"
-    "Each difference is one line on standard output:\n"
-    "  block 110 ONF_NODES: record 7, item 3 (position): 0, 0, 10 vs 0, 0, 10.5\n"
-    "  block 120 ONF_MATERIALS: record 2 only in B\n"
-    "  block 130 ONF_PROPERTIES: only in A (3 records)\n"
-    "with the value of A first, followed by a summary line.\n\n"
-    "Options:\n"
-    "  --tolerance T  reals a and b are equal when |a - b| <= T * max(1, |a|, |b|), that is\n"
-    "                 within T absolutely near zero and relatively elsewhere (default 0: equal\n"
-    "                 values only)\n"
-    "  --limit N      show at most N differences a block (default 100; 0 shows all)\n\n"
-    "Exit code: 0 when the files are equal, 1 when they differ, 2 when one fails to read.\n",
+    "block counts as absent. Two optimisation result files are compared field by field (a\n"
+    "block and an entry title), design iteration by iteration (the entry id), value by value\n"
+    "keyed by node or element id. Blocks that cannot be loaded (an unknown number without a\n"
+    "format) are compared body line by body line, value by value.\n\n"
+    "Each block or entry that differs gets one line on standard output:\n"
+    "  block 110 ONF_NODES: 2 of 4 records differ (1 only in A, 0 only in B); largest\n"
+    "    absolute difference 0.5 at record 7, item 3 (position); largest relative ...\n"
+    "  block 740 Density, iteration 45: 12 of 1920 elements differ; ...; L2 norm of the\n"
+    "    difference 0.31\n"
+    "  block 120 ONF_MATERIALS: only in B (1 record)\n"
+    "and a last line \"A and B differ in N blocks\" (and entries).\n\n"
+    "Tolerances. Reals a and b agree when |a - b| <= A (absolute), or |a - b| <= R * max(|a|,\n"
+    "|b|) (relative), or both lie below F in magnitude (floor). By default reals agree within\n"
+    "a relative 1e-6 and positions (nodes, system origins, moved nodes) within an absolute\n"
+    "1e-6; integers, texts and integer lists must be equal.\n"
+    "  --absolute A      absolute tolerance of every real\n"
+    "  --relative R      relative tolerance of every real (with --absolute or alone, these\n"
+    "                    replace the defaults: a kind not given is 0)\n"
+    "  --floor F         floor of every real\n"
+    "  --tolerance T     --absolute T --relative T: within T near zero, relatively elsewhere\n"
+    "  --tol RULE        a tolerance for one block or item: BLOCK[:ITEM]=SPEC, where BLOCK is\n"
+    "                    a number or name, ITEM an item number or name (an entry title in a\n"
+    "                    result file), SPEC abs:A, rel:R, floor:F joined by commas, or exact\n"
+    "                    or ignore; \"default=SPEC\" and \"positions=SPEC\" set the defaults.\n"
+    "                    Example: --tol 110:3=abs:1e-9 --tol 740:Density=abs:1e-4\n"
+    "  --tol-file FILE   rules from a file, one a line (\"#\" starts a comment); later rules win\n"
+    "  --summary FILE    writes a tolerance file for A: a rule for each real item or result\n"
+    "                    field, with the range of its values, as the start of a regression\n"
+    "                    test (\"-\" for standard output); with A alone nothing is compared\n\n"
+    "What is compared and shown:\n"
+    "  --only BLOCKS     only these blocks (numbers or names, joined by commas)\n"
+    "  --skip BLOCKS     all blocks but these\n"
+    "  --iterations SEL  result files: \"last\" (the last iteration of each field in A and in\n"
+    "                    B), or N, FIRST-LAST and A:B (iteration A of A with iteration B of B)\n"
+    "                    joined by commas; by default every iteration\n"
+    "  --global          model files: node positions in global coordinates, so that a node\n"
+    "                    given in another coordinate system at the same place is no difference\n"
+    "  --all             every difference, one line each, before the block's summary line\n"
+    "  --limit N         like --all, at most N differences a block\n"
+    "  --json            the result as one JSON document\n\n"
+    "Exit code: 0 when the files are equal, 1 when they differ, 2 when one fails to read or an\n"
+    "option is wrong.\n",
     RunDiff};
 
 const OnfCommandRegistrar kRegistrar(kDiff);
 
-struct DiffOptions {
-    double tolerance = 0.0;
-    size_t limit = 100;
-};
-
-bool RealsEqual(double a, double b, double tolerance) {
-    if (a == b || (std::isnan(a) && std::isnan(b))) {
-        return true;
-    }
-    const double scale = std::max({1.0, std::fabs(a), std::fabs(b)});
-    return std::fabs(a - b) <= tolerance * scale;
-}
-
-bool RealsEqual(const std::vector<double>& a, const std::vector<double>& b, double tolerance) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (size_t i = 0; i < a.size(); ++i) {
-        if (!RealsEqual(a[i], b[i], tolerance)) {
-            return false;
-        }
-    }
-    return true;
-}
+// ---- Text of values ----------------------------------------------------------------------------
 
 std::string RealsText(const std::vector<double>& values) {
     std::string text;
@@ -96,205 +107,6 @@ std::string ListText(const std::vector<T>& values, size_t from, Text text) {
     return out;
 }
 
-// Position of the first difference of two lists.
-template <class T, class Equal>
-size_t FirstDifference(const std::vector<T>& a, const std::vector<T>& b, Equal equal) {
-    size_t i = 0;
-    while (i < a.size() && i < b.size() && equal(a[i], b[i])) {
-        ++i;
-    }
-    return i;
-}
-
-// Compares two loaded files and prints what differs.
-class Differ {
-public:
-    Differ(const DiffOptions& options, const ToolFile& a, const ToolFile& b)
-        : m_Options(options), m_A(a), m_B(b) {}
-
-    void Run();
-    size_t GetNumDifferences() const { return m_NumDifferences; }
-    size_t GetNumBlocks() const { return m_NumBlocks; }
-
-private:
-    // Blocks by number and descriptor: blocks of numbers the catalogue lacks share a descriptor.
-    using BlockMap = std::map<std::pair<int, QSV_DataDescriptor>, size_t>;
-    static BlockMap MapBlocks(const ToolFile& file);
-    void StartBlock(const OnfBlockTextReader::BLOCK_INFO& block);
-    void EndBlock();
-    void Report(const std::string& text);
-    void CompareBlocks(size_t indexA, size_t indexB);
-    void CompareText(size_t indexA, size_t indexB);
-    bool TextLinesEqual(const char* a, const char* b) const;
-    template <class Key, class KeyOf>
-    void CompareRecords(const OnfBlock& a, const OnfBlock& b, KeyOf keyOf);
-    void CompareRecord(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
-                       const std::string& record);
-    bool CompareItem(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib, size_t item,
-                     std::string& textA, std::string& textB) const;
-    std::string ItemName(size_t item) const;
-
-    const DiffOptions& m_Options;
-    const ToolFile& m_A;
-    const ToolFile& m_B;
-    std::string m_Label;
-    int m_BlockNumber = -1;
-    size_t m_InBlock = 0;
-    size_t m_NumDifferences = 0;
-    size_t m_NumBlocks = 0;
-};
-
-// Of blocks with equal descriptors the loaded one counts, else the last, as it replaced the
-// others when the file was read.
-Differ::BlockMap Differ::MapBlocks(const ToolFile& file) {
-    BlockMap map;
-    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
-        const auto& block = file.GetBlocks()[i];
-        const auto key = std::make_pair(block.block_id, block.descriptor);
-        auto found = map.find(key);
-        if (found == map.end()) {
-            map.emplace(key, i);
-        } else if (file.GetLoadedBlock(found->second) == nullptr) {
-            found->second = i;
-        }
-    }
-    return map;
-}
-
-void Differ::Run() {
-    const BlockMap a = MapBlocks(m_A);
-    const BlockMap b = MapBlocks(m_B);
-    auto ia = a.begin();
-    auto ib = b.begin();
-    while (ia != a.end() || ib != b.end()) {
-        const bool takeA = ib == b.end() || (ia != a.end() && ia->first < ib->first);
-        const bool takeB = ia == a.end() || (ib != b.end() && ib->first < ia->first);
-        if (takeA || takeB) {
-            const ToolFile& file = takeA ? m_A : m_B;
-            const size_t index = takeA ? (ia++)->second : (ib++)->second;
-            const OnfBlock* block = file.GetLoadedBlock(index);
-            const size_t records = block != nullptr
-                                       ? block->GetNumRecords()
-                                       : static_cast<size_t>(file.GetBlocks()[index].num_records);
-            if (records == 0) {
-                continue; // an empty block holds what an absent one holds
-            }
-            StartBlock(file.GetBlocks()[index]);
-            Report(std::string("only in ") + (takeA ? "A" : "B") + " (" + std::to_string(records) +
-                   (records == 1 ? " record)" : " records)"));
-            EndBlock();
-            continue;
-        }
-        StartBlock(m_A.GetBlocks()[ia->second]);
-        CompareBlocks((ia++)->second, (ib++)->second);
-        EndBlock();
-    }
-}
-
-void Differ::StartBlock(const OnfBlockTextReader::BLOCK_INFO& block) {
-    m_Label = "block " + BlockLabel(block);
-    m_BlockNumber = block.block_id;
-    m_InBlock = 0;
-}
-
-void Differ::EndBlock() {
-    if (m_InBlock > 0) {
-        ++m_NumBlocks;
-    }
-    if (m_Options.limit > 0 && m_InBlock > m_Options.limit) {
-        std::printf("%s: %zu more differences not shown\n", m_Label.c_str(),
-                    m_InBlock - m_Options.limit);
-    }
-}
-
-void Differ::Report(const std::string& text) {
-    ++m_NumDifferences;
-    ++m_InBlock;
-    if (m_Options.limit == 0 || m_InBlock <= m_Options.limit) {
-        std::printf("%s: %s\n", m_Label.c_str(), text.c_str());
-    }
-}
-
-void Differ::CompareBlocks(size_t indexA, size_t indexB) {
-    const OnfBlock* a = m_A.GetLoadedBlock(indexA);
-    const OnfBlock* b = m_B.GetLoadedBlock(indexB);
-    if (a == nullptr || b == nullptr) {
-        CompareText(indexA, indexB);
-        return;
-    }
-    if (a->GetBlockFormatString() != b->GetBlockFormatString()) {
-        Report("format " + a->GetBlockFormatString() + " vs " + b->GetBlockFormatString() +
-               "; records not compared");
-        return;
-    }
-    if (a->GetNumRecordItems() > 0 && a->GetRecordMapEntry(0).m_Type == BDT_STRING) {
-        CompareRecords<std::string>(*a, *b, [](const OnfBlock& block, size_t index) {
-            return std::string(block.GetString(index, static_cast<OnfBlock::Item>(0)));
-        });
-    } else {
-        CompareRecords<int>(*a, *b,
-                            [](const OnfBlock& block, size_t index) { return block.GetId(index); });
-    }
-}
-
-template <class Key, class KeyOf>
-void Differ::CompareRecords(const OnfBlock& a, const OnfBlock& b, KeyOf keyOf) {
-    auto collect = [&keyOf](const OnfBlock& block) {
-        std::vector<std::pair<Key, size_t>> keys;
-        keys.reserve(block.GetNumRecords());
-        for (QSV_DataBlock::IndexIterator it(block, 0, block.GetMaxIndex()); it.IsValid(); ++it) {
-            keys.emplace_back(keyOf(block, *it), *it);
-        }
-        std::sort(keys.begin(), keys.end());
-        return keys;
-    };
-    auto keyText = [](const Key& key) {
-        if constexpr (std::is_same<Key, int>::value) {
-            return std::to_string(key);
-        } else {
-            return key;
-        }
-    };
-    const auto keysA = collect(a);
-    const auto keysB = collect(b);
-    size_t i = 0;
-    size_t j = 0;
-    while (i < keysA.size() || j < keysB.size()) {
-        if (j == keysB.size() || (i < keysA.size() && keysA[i].first < keysB[j].first)) {
-            Report("record " + keyText(keysA[i++].first) + " only in A");
-        } else if (i == keysA.size() || keysB[j].first < keysA[i].first) {
-            Report("record " + keyText(keysB[j++].first) + " only in B");
-        } else {
-            CompareRecord(a, keysA[i].second, b, keysB[j].second, keyText(keysA[i].first));
-            ++i;
-            ++j;
-        }
-    }
-}
-
-std::string Differ::ItemName(size_t item) const {
-    std::string name = "item " + std::to_string(item);
-    if (m_BlockNumber >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(m_BlockNumber)) {
-        const auto& names =
-            QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(m_BlockNumber)).m_ItemNames;
-        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
-            name += " (" + names[item - 1] + ")";
-        }
-    }
-    return name;
-}
-
-void Differ::CompareRecord(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
-                           const std::string& record) {
-    std::string textA;
-    std::string textB;
-    for (size_t item = 1; item < a.GetNumRecordItems(); ++item) {
-        if (!CompareItem(a, ia, b, ib, item, textA, textB)) {
-            Report("record " + record + ", " + ItemName(item) + ": " + textA + " vs " + textB);
-        }
-    }
-}
-
 // The reals of a real, float, vector or tensor item.
 std::vector<double> RealsOf(const OnfBlock& block, size_t index, size_t item, BlockDataType type) {
     DataRecordEntry entry;
@@ -310,54 +122,280 @@ std::vector<double> RealsOf(const OnfBlock& block, size_t index, size_t item, Bl
     return values;
 }
 
-// False when the item differs, with both values as text.
-bool Differ::CompareItem(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib, size_t item,
-                         std::string& textA, std::string& textB) const {
+bool IsRealType(BlockDataType type) {
+    return type == BDT_REAL || type == BDT_OPT_REAL || type == BDT_FLOAT || type == BDT_VECTOR ||
+           type == BDT_TENSOR || type == BDT_DOUBLE_LIST;
+}
+
+// "item 3 (position)", with the catalogue's name of the item where it has one.
+std::string ItemName(int block, size_t item) {
+    std::string name = "item " + std::to_string(item);
+    if (block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block)) {
+        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
+        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
+            name += " (" + names[item - 1] + ")";
+        }
+    }
+    return name;
+}
+
+// ---- Block files -------------------------------------------------------------------------------
+
+// Where an item of a record is, put into words only when it differs: equal records stay cheap.
+struct ItemPlace {
+    const std::string& record;
+    int block;
+    size_t item;
+    const char* suffix;
+
+    std::string Text() const { return record + ", " + ItemName(block, item) + suffix; }
+};
+
+// Compares two files block by block; each block that both or either hold becomes a section.
+class BlockDiffer {
+public:
+    BlockDiffer(const DiffOptions& options, const ToolFile& a, const ToolFile& b,
+                std::vector<DiffSection>& sections)
+        : m_Options(options), m_A(a), m_B(b), m_Sections(sections) {}
+
+    // Node positions in global terms instead of items 1 and 3 of block 110.
+    void SetModels(const OnfModelFile* a, const OnfModelFile* b) {
+        m_ModelA = a;
+        m_ModelB = b;
+    }
+    void Run();
+
+private:
+    // Blocks by number and descriptor: blocks of numbers the catalogue lacks share a descriptor.
+    using BlockMap = std::map<std::pair<int, QSV_DataDescriptor>, size_t>;
+    static BlockMap MapBlocks(const ToolFile& file);
+    DiffSection& StartSection(const OnfBlockTextReader::BLOCK_INFO& block, const char* unit);
+    void OnlyIn(const ToolFile& file, size_t index, char side);
+    void CompareBlocks(size_t indexA, size_t indexB);
+    void CompareText(size_t indexA, size_t indexB);
+    bool TextLinesAgree(const char* a, const char* b) const;
+    template <class Key, class KeyOf>
+    void CompareRecords(const OnfBlock& a, const OnfBlock& b, KeyOf keyOf);
+    void CompareRecord(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
+                       const std::string& record);
+    void CompareItem(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib, size_t item,
+                     const std::string& record);
+    void CompareReals(const std::vector<double>& a, const std::vector<double>& b,
+                      const Tolerance& tolerance, const ItemPlace& place, bool list);
+    void CompareGlobalPosition(int node, const std::string& at);
+
+    const DiffOptions& m_Options;
+    const ToolFile& m_A;
+    const ToolFile& m_B;
+    std::vector<DiffSection>& m_Sections;
+    const OnfModelFile* m_ModelA = nullptr;
+    const OnfModelFile* m_ModelB = nullptr;
+    int m_Block = -1;
+    // The tolerance of each item of the block being compared, by item number.
+    std::vector<Tolerance> m_ItemTolerances;
+};
+
+// Of blocks with equal descriptors the loaded one counts, else the last, as it replaced the
+// others when the file was read.
+BlockDiffer::BlockMap BlockDiffer::MapBlocks(const ToolFile& file) {
+    BlockMap map;
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const auto& block = file.GetBlocks()[i];
+        const auto key = std::make_pair(block.block_id, block.descriptor);
+        auto found = map.find(key);
+        if (found == map.end()) {
+            map.emplace(key, i);
+        } else if (file.GetLoadedBlock(found->second) == nullptr) {
+            found->second = i;
+        }
+    }
+    return map;
+}
+
+void BlockDiffer::Run() {
+    const BlockMap a = MapBlocks(m_A);
+    const BlockMap b = MapBlocks(m_B);
+    auto ia = a.begin();
+    auto ib = b.begin();
+    while (ia != a.end() || ib != b.end()) {
+        const bool takeA = ib == b.end() || (ia != a.end() && ia->first < ib->first);
+        const bool takeB = ia == a.end() || (ib != b.end() && ib->first < ia->first);
+        const int block = (takeB ? ib : ia)->first.first;
+        if (!m_Options.IsSelected(block)) {
+            ia = takeB ? ia : std::next(ia);
+            ib = takeA ? ib : std::next(ib);
+        } else if (takeA) {
+            OnlyIn(m_A, (ia++)->second, 'A');
+        } else if (takeB) {
+            OnlyIn(m_B, (ib++)->second, 'B');
+        } else {
+            CompareBlocks((ia++)->second, (ib++)->second);
+        }
+    }
+}
+
+DiffSection& BlockDiffer::StartSection(const OnfBlockTextReader::BLOCK_INFO& block,
+                                       const char* unit) {
+    m_Block = block.block_id;
+    DiffSection section("block " + BlockLabel(block), unit, m_Options.listing);
+    section.block = block.block_id;
+    section.name =
+        QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)
+            ? QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName()
+            : std::string();
+    section.descriptor = DescriptorText(block.descriptor);
+    m_Sections.push_back(std::move(section));
+    return m_Sections.back();
+}
+
+void BlockDiffer::OnlyIn(const ToolFile& file, size_t index, char side) {
+    const OnfBlock* block = file.GetLoadedBlock(index);
+    const size_t records = block != nullptr
+                               ? block->GetNumRecords()
+                               : static_cast<size_t>(file.GetBlocks()[index].num_records);
+    if (records > 0) { // an empty block holds what an absent one holds
+        StartSection(file.GetBlocks()[index], "record").OnlyIn(side, records);
+    }
+}
+
+void BlockDiffer::CompareBlocks(size_t indexA, size_t indexB) {
+    const OnfBlock* a = m_A.GetLoadedBlock(indexA);
+    const OnfBlock* b = m_B.GetLoadedBlock(indexB);
+    if (a == nullptr || b == nullptr) {
+        CompareText(indexA, indexB);
+        return;
+    }
+    DiffSection& section = StartSection(m_A.GetBlocks()[indexA], "record");
+    m_ItemTolerances.clear();
+    for (size_t item = 0; item < a->GetNumRecordItems(); ++item) {
+        m_ItemTolerances.push_back(m_Options.tolerances.For(m_Block, std::to_string(item)));
+    }
+    if (a->GetBlockFormatString() != b->GetBlockFormatString()) {
+        section.Incomparable("format " + a->GetBlockFormatString() + " vs " +
+                             b->GetBlockFormatString() + "; records not compared");
+    } else if (a->GetNumRecordItems() > 0 && a->GetRecordMapEntry(0).m_Type == BDT_STRING) {
+        CompareRecords<std::string>(*a, *b, [](const OnfBlock& block, size_t index) {
+            return std::string(block.GetString(index, static_cast<OnfBlock::Item>(0)));
+        });
+    } else {
+        CompareRecords<int>(*a, *b,
+                            [](const OnfBlock& block, size_t index) { return block.GetId(index); });
+    }
+}
+
+template <class Key, class KeyOf>
+void BlockDiffer::CompareRecords(const OnfBlock& a, const OnfBlock& b, KeyOf keyOf) {
+    auto collect = [&keyOf](const OnfBlock& block) {
+        std::vector<std::pair<Key, size_t>> keys;
+        keys.reserve(block.GetNumRecords());
+        for (QSV_DataBlock::IndexIterator it(block, 0, block.GetMaxIndex()); it.IsValid(); ++it) {
+            keys.emplace_back(keyOf(block, *it), *it);
+        }
+        std::sort(keys.begin(), keys.end());
+        return keys;
+    };
+    auto keyText = [](const Key& key) {
+        if constexpr (std::is_same<Key, int>::value) {
+            return "record " + std::to_string(key);
+        } else {
+            return "record " + key;
+        }
+    };
+    const auto keysA = collect(a);
+    const auto keysB = collect(b);
+    DiffSection& section = m_Sections.back();
+    size_t i = 0;
+    size_t j = 0;
+    while (i < keysA.size() || j < keysB.size()) {
+        if (j == keysB.size() || (i < keysA.size() && keysA[i].first < keysB[j].first)) {
+            section.UnitOnlyIn('A', keyText(keysA[i++].first));
+        } else if (i == keysA.size() || keysB[j].first < keysA[i].first) {
+            section.UnitOnlyIn('B', keyText(keysB[j++].first));
+        } else {
+            section.BeginUnit();
+            CompareRecord(a, keysA[i].second, b, keysB[j].second, keyText(keysA[i].first));
+            section.EndUnit();
+            ++i;
+            ++j;
+        }
+    }
+}
+
+void BlockDiffer::CompareRecord(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
+                                const std::string& record) {
+    const bool global = m_ModelA != nullptr && m_Block == 110;
+    for (size_t item = 1; item < a.GetNumRecordItems(); ++item) {
+        if (global && item == 3) {
+            CompareGlobalPosition(a.GetId(ia), record);
+        } else if (!(global && item == 1)) { // the system a position is given in
+            CompareItem(a, ia, b, ib, item, record);
+        }
+    }
+}
+
+void BlockDiffer::CompareGlobalPosition(int node, const std::string& record) {
+    const BrelonMatrix<3, 1, double> a = m_ModelA->GetNodeGlobalCoordinates(node);
+    const BrelonMatrix<3, 1, double> b = m_ModelB->GetNodeGlobalCoordinates(node);
+    CompareReals({a[0], a[1], a[2]}, {b[0], b[1], b[2]}, m_ItemTolerances[3],
+                 {record, 110, 3, " in global coordinates"}, false);
+}
+
+void BlockDiffer::CompareReals(const std::vector<double>& a, const std::vector<double>& b,
+                               const Tolerance& tolerance, const ItemPlace& place, bool list) {
+    size_t worst = a.size();
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
+        if (!tolerance.Agree(a[i], b[i]) &&
+            (worst == a.size() || !(std::fabs(a[i] - b[i]) <= std::fabs(a[worst] - b[worst])))) {
+            worst = i;
+        }
+    }
+    if (a.size() == b.size() && worst == a.size()) {
+        return;
+    }
+    const size_t from = worst == a.size() ? std::min(a.size(), b.size()) : worst;
+    const std::string textA = list ? ListText(a, from, RealText) : RealsText(a);
+    const std::string textB = list ? ListText(b, from, RealText) : RealsText(b);
+    if (a.size() != b.size()) {
+        m_Sections.back().ItemDiffers(place.Text(), textA, textB);
+    } else {
+        m_Sections.back().RealsDiffer(place.Text(), a[worst], b[worst], textA, textB);
+    }
+}
+
+void BlockDiffer::CompareItem(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
+                              size_t item, const std::string& record) {
     const auto type = a.GetRecordMapEntry(item).m_Type;
-    const auto at = static_cast<OnfBlock::Item>(item);
-    const double tolerance = m_Options.tolerance;
-    switch (type) {
-    case BDT_INTEGER:
-    case BDT_OPT_INTEGER:
-        textA = std::to_string(a.GetInt(ia, at));
-        textB = std::to_string(b.GetInt(ib, at));
-        return a.GetInt(ia, at) == b.GetInt(ib, at);
-    case BDT_STRING:
-        textA = std::string("\"") + a.GetString(ia, at) + "\"";
-        textB = std::string("\"") + b.GetString(ib, at) + "\"";
-        return textA == textB;
-    case BDT_ORDERED_LIST:
-    case BDT_INT_LIST: {
-        const std::vector<int>& la = a.GetIntList(ia, at);
-        const std::vector<int>& lb = b.GetIntList(ib, at);
-        const size_t from = FirstDifference(la, lb, std::equal_to<int>());
-        auto text = [](int value) { return std::to_string(value); };
-        textA = ListText(la, from, text);
-        textB = ListText(lb, from, text);
-        return la == lb;
+    const auto number = static_cast<OnfBlock::Item>(item);
+    const Tolerance& tolerance = m_ItemTolerances[item];
+    const ItemPlace place = {record, m_Block, item, ""};
+    DiffSection& section = m_Sections.back();
+    if (tolerance.ignore) {
+        return;
     }
-    case BDT_DOUBLE_LIST: {
-        const std::vector<double>& la = a.GetRealList(ia, at);
-        const std::vector<double>& lb = b.GetRealList(ib, at);
-        const size_t from = FirstDifference(
-            la, lb, [tolerance](double x, double y) { return RealsEqual(x, y, tolerance); });
-        textA = ListText(la, from, RealText);
-        textB = ListText(lb, from, RealText);
-        return RealsEqual(la, lb, tolerance);
-    }
-    case BDT_REAL:
-    case BDT_OPT_REAL:
-    case BDT_FLOAT:
-    case BDT_VECTOR:
-    case BDT_TENSOR: {
-        const std::vector<double> va = RealsOf(a, ia, item, type);
-        const std::vector<double> vb = RealsOf(b, ib, item, type);
-        textA = RealsText(va);
-        textB = RealsText(vb);
-        return RealsEqual(va, vb, tolerance);
-    }
-    default:
-        return true;
+    if (type == BDT_INTEGER || type == BDT_OPT_INTEGER) {
+        if (a.GetInt(ia, number) != b.GetInt(ib, number)) {
+            section.ItemDiffers(place.Text(), std::to_string(a.GetInt(ia, number)),
+                                std::to_string(b.GetInt(ib, number)));
+        }
+    } else if (type == BDT_STRING) {
+        if (std::strcmp(a.GetString(ia, number), b.GetString(ib, number)) != 0) {
+            section.ItemDiffers(place.Text(), std::string("\"") + a.GetString(ia, number) + "\"",
+                                std::string("\"") + b.GetString(ib, number) + "\"");
+        }
+    } else if (type == BDT_ORDERED_LIST || type == BDT_INT_LIST) {
+        const std::vector<int>& la = a.GetIntList(ia, number);
+        const std::vector<int>& lb = b.GetIntList(ib, number);
+        if (la != lb) {
+            const size_t from =
+                std::mismatch(la.begin(), la.end(), lb.begin(), lb.end()).first - la.begin();
+            auto text = [](int value) { return std::to_string(value); };
+            section.ItemDiffers(place.Text(), ListText(la, from, text), ListText(lb, from, text));
+        }
+    } else if (type == BDT_DOUBLE_LIST) {
+        CompareReals(a.GetRealList(ia, number), b.GetRealList(ib, number), tolerance, place, true);
+    } else if (IsRealType(type)) {
+        CompareReals(RealsOf(a, ia, item, type), RealsOf(b, ib, item, type), tolerance, place,
+                     false);
     }
 }
 
@@ -387,7 +425,7 @@ bool IsNumber(const std::string& token, double& value) {
     return end != token.c_str() && *end == '\0';
 }
 
-bool Differ::TextLinesEqual(const char* a, const char* b) const {
+bool BlockDiffer::TextLinesAgree(const char* a, const char* b) const {
     std::vector<std::string> ta;
     std::vector<std::string> tb;
     Tokens(a, ta);
@@ -395,116 +433,344 @@ bool Differ::TextLinesEqual(const char* a, const char* b) const {
     if (ta.size() != tb.size()) {
         return false;
     }
+    const Tolerance& tolerance = m_Options.tolerances.For(m_Block, std::string());
     for (size_t i = 0; i < ta.size(); ++i) {
         double x = 0;
         double y = 0;
         const bool numbers = IsNumber(ta[i], x) && IsNumber(tb[i], y);
-        if (numbers ? !RealsEqual(x, y, m_Options.tolerance) : ta[i] != tb[i]) {
+        if (numbers ? !tolerance.Agree(x, y) : ta[i] != tb[i]) {
             return false;
         }
     }
     return true;
 }
 
-void Differ::CompareText(size_t indexA, size_t indexB) {
+void BlockDiffer::CompareText(size_t indexA, size_t indexB) {
+    DiffSection& section = StartSection(m_A.GetBlocks()[indexA], "body line");
     std::vector<const char*> a;
     std::vector<const char*> b;
     m_A.GetBodyLines(indexA, a);
     m_B.GetBodyLines(indexB, b);
-    for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
-        if (!TextLinesEqual(a[i], b[i])) {
-            Report("body line " + std::to_string(i + 1) + ": \"" + a[i] + "\" vs \"" + b[i] + "\"");
+    for (size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
+        const std::string at = "body line " + std::to_string(i + 1);
+        if (i >= a.size() || i >= b.size()) {
+            section.UnitOnlyIn(i >= b.size() ? 'A' : 'B', at);
+            continue;
         }
-    }
-    if (a.size() != b.size()) {
-        Report(std::to_string(a.size()) + " body lines vs " + std::to_string(b.size()));
+        section.BeginUnit();
+        if (!TextLinesAgree(a[i], b[i])) {
+            section.ItemDiffers(at, std::string("\"") + a[i] + "\"",
+                                std::string("\"") + b[i] + "\"");
+        }
+        section.EndUnit();
     }
 }
 
-std::string TakeOption(const std::vector<std::string>& args, size_t& position, void* context) {
-    auto& options = *static_cast<DiffOptions*>(context);
-    std::string name = args[position];
-    std::string value;
-    const size_t equals = name.find('=');
-    if (equals != std::string::npos) {
-        value = name.substr(equals + 1);
-        name.erase(equals);
-    } else if (name == "--tolerance" || name == "--limit") {
-        if (position + 1 >= args.size()) {
-            return "option '" + name + "' needs a value";
+// The range of every real item of every block of `file`, for --summary.
+void BlockRanges(const ToolFile& file, const DiffOptions& options, std::vector<ItemRange>& ranges) {
+    for (size_t index = 0; index < file.GetBlocks().size(); ++index) {
+        const OnfBlock* block = file.GetLoadedBlock(index);
+        const int number = file.GetBlocks()[index].block_id;
+        if (block == nullptr || !options.IsSelected(number)) {
+            continue;
         }
-        value = args[++position];
+        for (size_t item = 1; item < block->GetNumRecordItems(); ++item) {
+            const BlockDataType type = block->GetRecordMapEntry(item).m_Type;
+            if (!IsRealType(type)) {
+                continue;
+            }
+            ItemRange range;
+            range.block = number;
+            range.item = std::to_string(item);
+            range.description =
+                "block " + BlockLabel(file.GetBlocks()[index]) + ", " + ItemName(number, item);
+            for (QSV_DataBlock::IndexIterator it(*block, 0, block->GetMaxIndex()); it.IsValid();
+                 ++it) {
+                const auto at = static_cast<OnfBlock::Item>(item);
+                for (const double value : type == BDT_DOUBLE_LIST
+                                              ? block->GetRealList(*it, at)
+                                              : RealsOf(*block, *it, item, type)) {
+                    range.Add(value);
+                }
+            }
+            if (range.count > 0) {
+                ranges.push_back(range);
+            }
+        }
+    }
+}
+
+// ---- Options -----------------------------------------------------------------------------------
+
+struct DiffCommand {
+    DiffOptions options;
+    std::vector<std::string> files;
+};
+
+std::string BlockList(const std::string& text, std::set<int>& blocks) {
+    for (const std::string& name : SplitAtCommas(text)) {
+        int block = 0;
+        if (!ParseBlockName(name, block)) {
+            return "'" + name + "' is no block number or name";
+        }
+        blocks.insert(block);
+    }
+    return std::string();
+}
+
+std::string RealOption(const std::string& name, const std::string& value, double& real) {
+    char* end = nullptr;
+    errno = 0;
+    real = std::strtod(value.c_str(), &end);
+    if (value.empty() || *end != '\0' || errno != 0 || !(real >= 0) || !std::isfinite(real)) {
+        return "'" + value + "' is no value of " + name + " (a real of 0 or more)";
+    }
+    return std::string();
+}
+
+// Options with a value, and the flags.
+const char* const kValueOptions[] = {"--tolerance", "--absolute",   "--relative", "--floor",
+                                     "--tol",       "--tol-file",   "--summary",  "--only",
+                                     "--skip",      "--iterations", "--limit"};
+
+std::string TakeValueOption(DiffOptions& options, const std::string& name,
+                            const std::string& value) {
+    double real = 0.0;
+    if (name == "--tolerance" || name == "--absolute" || name == "--relative" ||
+        name == "--floor") {
+        const std::string error = RealOption(name, value, real);
+        if (error.empty()) {
+            if (name != "--relative" && name != "--floor") {
+                options.tolerances.SetAbsolute(real);
+            }
+            if (name == "--tolerance" || name == "--relative") {
+                options.tolerances.SetRelative(real);
+            }
+            if (name == "--floor") {
+                options.tolerances.SetFloor(real);
+            }
+        }
+        return error;
+    }
+    if (name == "--tol" || name == "--tol-file") {
+        return name == "--tol" ? options.tolerances.AddRule(value)
+                               : options.tolerances.ReadFile(value);
+    }
+    if (name == "--only" || name == "--skip") {
+        return BlockList(value, name == "--only" ? options.only : options.skip);
+    }
+    if (name == "--iterations") {
+        std::string error;
+        options.iterationsGiven = IterationSelection::Parse(value, options.iterations, error);
+        return error;
+    }
+    if (name == "--summary") {
+        options.summary = value;
+        return value.empty() ? "option '--summary' needs a file" : std::string();
     }
     char* end = nullptr;
     errno = 0;
-    if (name == "--tolerance") {
-        options.tolerance = std::strtod(value.c_str(), &end);
-        if (value.empty() || *end != '\0' || !(options.tolerance >= 0) ||
-            !std::isfinite(options.tolerance)) {
-            return "'" + value + "' is no tolerance (a real of 0 or more)";
-        }
-        return std::string();
+    const unsigned long long limit = std::strtoull(value.c_str(), &end, 10);
+    if (value.empty() || *end != '\0' || errno != 0 || value[0] == '-') {
+        return "'" + value + "' is no limit (a whole number of 0 or more)";
     }
-    if (name == "--limit") {
-        const unsigned long long limit = std::strtoull(value.c_str(), &end, 10);
-        if (value.empty() || *end != '\0' || errno != 0 || value[0] == '-') {
-            return "'" + value + "' is no limit (a whole number of 0 or more)";
+    options.listing.list = true;
+    options.listing.limit = static_cast<size_t>(limit);
+    return std::string();
+}
+
+std::string TakeOption(const std::vector<std::string>& args, size_t& position, void* context) {
+    DiffOptions& options = static_cast<DiffCommand*>(context)->options;
+    std::string name = args[position];
+    const size_t equals = name.find('=');
+    const bool inlineValue = equals != std::string::npos;
+    const std::string value = inlineValue ? name.substr(equals + 1) : std::string();
+    name = name.substr(0, equals);
+    if (std::find(std::begin(kValueOptions), std::end(kValueOptions), name) !=
+        std::end(kValueOptions)) {
+        if (!inlineValue && position + 1 >= args.size()) {
+            return "option '" + name + "' needs a value";
         }
-        options.limit = static_cast<size_t>(limit);
-        return std::string();
+        return TakeValueOption(options, name, inlineValue ? value : args[++position]);
     }
-    return "unknown option '" + args[position] + "'";
+    if (inlineValue) {
+        return "option '" + name + "' takes no value";
+    }
+    if (name == "--all") {
+        options.listing.list = true;
+        options.listing.limit = 0;
+    } else if (name == "--global" || name == "--json") {
+        (name == "--global" ? options.global : options.listing.json) = true;
+    } else {
+        return "unknown option '" + args[position] + "'";
+    }
+    return std::string();
+}
+
+// ---- Running -----------------------------------------------------------------------------------
+
+// One operand read: its blocks, and the typed objects that the options need.
+struct DiffInput {
+    std::unique_ptr<FileLogScope> scope;
+    std::unique_ptr<Progress> progress;
+    std::unique_ptr<ToolFile> file;
+    std::unique_ptr<ONFOptResultFile> results;
+    std::unique_ptr<OnfModelFile> model;
+};
+
+// The model of a file whose node positions are compared in global terms; every node's
+// position is worked out here, so that a node in a missing system fails in its file.
+void ReadModel(const ToolFile& file, std::unique_ptr<OnfModelFile>& model) {
+    model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
+    model->Read();
+    const OnfBlock& nodes = model->GetBlock(static_cast<QSV_OnfId>(110));
+    for (QSV_DataBlock::IndexIterator it(nodes, 0, nodes.GetMaxIndex()); it.IsValid(); ++it) {
+        model->GetNodeGlobalCoordinatesAtIdx(*it);
+    }
+}
+
+bool ReadInput(const std::string& path, const DiffOptions& options, DiffInput& input) {
+    input.scope.reset(new FileLogScope(path, stderr));
+    input.progress.reset(new Progress(path));
+    try {
+        input.file.reset(new ToolFile(path, *input.scope, *input.progress));
+        const FileKind kind = input.file->GetKind();
+        if (kind == KIND_OPT_RESULT) {
+            input.results.reset(new ONFOptResultFile(input.file->GetWidePath()));
+            input.results->Read();
+        } else {
+            input.file->LoadBlocks(false); // blocks that cannot be loaded are compared as text
+        }
+        if (options.global && kind == KIND_MODEL) {
+            ReadModel(*input.file, input.model);
+        }
+    } catch (const std::exception& failure) {
+        input.scope->ReportFailure(failure);
+    }
+    return input.scope->GetNumErrors() == 0;
+}
+
+// A requirement of the options that a file does not meet, as text; empty when it meets them.
+std::string Unfit(const DiffOptions& options, const DiffInput& input) {
+    const FileKind kind = input.file->GetKind();
+    const std::string is = std::string("; this is ") +
+                           (std::strchr("aeiou", KindName(kind)[0]) != nullptr ? "an " : "a ") +
+                           KindName(kind);
+    if (options.global && kind != KIND_MODEL) {
+        return "--global compares model input files" + is;
+    }
+    if (options.iterationsGiven && kind != KIND_OPT_RESULT) {
+        return "--iterations compares optimisation result files" + is;
+    }
+    return std::string();
+}
+
+bool WriteSummary(const DiffOptions& options, const DiffInput& input, const std::string& path) {
+    std::vector<ItemRange> ranges;
+    if (input.results) {
+        ResultRanges(*input.results, ranges);
+    } else {
+        BlockRanges(*input.file, options, ranges);
+    }
+    FILE* out = options.summary == "-" ? stdout : std::fopen(options.summary.c_str(), "w");
+    bool written = out != nullptr && WriteToleranceFile(out, path, options.tolerances, ranges);
+    if (out != nullptr && out != stdout) {
+        written = std::fclose(out) == 0 && written;
+    }
+    if (!written) {
+        std::fprintf(stderr, "onf diff: cannot write %s: %s\n", options.summary.c_str(),
+                     std::strerror(errno));
+    }
+    return written;
+}
+
+void PrintSections(const std::vector<DiffSection>& sections, const DiffCommand& command) {
+    size_t blocks = 0;
+    size_t entries = 0;
+    const bool json = command.options.listing.json;
+    if (json) {
+        std::printf("{\"a\": %s, \"b\": %s, \"sections\": [", JsonString(command.files[0]).c_str(),
+                    JsonString(command.files[1]).c_str());
+    }
+    for (const DiffSection& section : sections) {
+        if (!section.Differs()) {
+            continue;
+        }
+        if (json) {
+            std::fputs(blocks + entries > 0 ? ",\n" : "\n", stdout);
+            section.PrintJson(stdout);
+        } else {
+            section.Print(stdout);
+        }
+        ++(section.block >= 700 && section.block <= 740 ? entries : blocks);
+    }
+    if (json) {
+        std::printf("%s],\n \"equal\": %s, \"blocks_differing\": %zu, \"entries_differing\": "
+                    "%zu}\n",
+                    blocks + entries > 0 ? "\n" : "", blocks + entries > 0 ? "false" : "true",
+                    blocks, entries);
+    } else if (blocks + entries > 0) {
+        std::string where;
+        if (entries > 0) {
+            where = std::to_string(entries) + (entries == 1 ? " entry" : " entries");
+        }
+        if (blocks > 0) {
+            where += (where.empty() ? "" : " and ") + std::to_string(blocks) +
+                     (blocks == 1 ? " block" : " blocks");
+        }
+        std::printf("%s and %s differ in %s\n", command.files[0].c_str(), command.files[1].c_str(),
+                    where.c_str());
+    }
+}
+
+int Compare(const DiffCommand& command, const DiffInput& a, const DiffInput& b) {
+    std::vector<DiffSection> sections;
+    if (a.results && b.results) {
+        CompareResultFiles(*a.results, *b.results, command.options, sections);
+    } else {
+        BlockDiffer differ(command.options, *a.file, *b.file, sections);
+        differ.SetModels(a.model.get(), b.model.get());
+        differ.Run();
+    }
+    PrintSections(sections, command);
+    const bool differ = std::any_of(sections.begin(), sections.end(),
+                                    [](const DiffSection& s) { return s.Differs(); });
+    return differ ? EXIT_NOTICE : EXIT_OK;
 }
 
 int RunDiff(const std::vector<std::string>& args) {
-    DiffOptions options;
-    std::vector<std::string> files;
+    DiffCommand command;
     bool helpShown = false;
-    const std::string error = SplitArguments(kDiff, args, files, helpShown, TakeOption, &options);
+    const std::string error =
+        SplitArguments(kDiff, args, command.files, helpShown, TakeOption, &command);
     if (!error.empty()) {
         return UsageError(kDiff, error);
     }
     if (helpShown) {
         return EXIT_OK;
     }
-    if (files.size() != 2) {
-        return UsageError(kDiff, "two files expected, A and B");
+    const size_t wanted = command.options.summary.empty() ? 2 : command.files.size();
+    if (command.files.size() != wanted || wanted < 1 || wanted > 2) {
+        return UsageError(kDiff, command.options.summary.empty()
+                                     ? "two files expected, A and B"
+                                     : "one or two files expected with --summary");
     }
-    FileLogScope scopeA(files[0], stderr);
-    const Progress progressA(files[0]);
-    std::unique_ptr<ToolFile> a;
-    try {
-        a.reset(new ToolFile(files[0], scopeA, progressA));
-        if (a->GetKind() != KIND_OPT_RESULT) {
-            a->LoadBlocks(false); // compared by their text instead
+    // An array, so that the file scopes end in the reverse order of their beginning.
+    DiffInput inputs[2];
+    bool ok = true;
+    for (size_t i = 0; i < command.files.size(); ++i) {
+        ok = ReadInput(command.files[i], command.options, inputs[i]) && ok;
+        const std::string unfit = ok ? Unfit(command.options, inputs[i]) : std::string();
+        if (!unfit.empty()) {
+            inputs[i].scope->Report(QSV_LogMacros::LOG_ERROR, unfit);
+            ok = false;
         }
-    } catch (const std::exception& failure) {
-        scopeA.ReportFailure(failure);
     }
-    FileLogScope scopeB(files[1], stderr);
-    const Progress progressB(files[1]);
-    std::unique_ptr<ToolFile> b;
-    try {
-        b.reset(new ToolFile(files[1], scopeB, progressB));
-        if (b->GetKind() != KIND_OPT_RESULT) {
-            b->LoadBlocks(false);
-        }
-    } catch (const std::exception& failure) {
-        scopeB.ReportFailure(failure);
-    }
-    if (scopeA.GetNumErrors() > 0 || scopeB.GetNumErrors() > 0) {
+    if (!ok || (!command.options.summary.empty() &&
+                !WriteSummary(command.options, inputs[0], command.files[0]))) {
         return EXIT_FAILED;
     }
-    Differ differ(options, *a, *b);
-    differ.Run();
-    if (differ.GetNumDifferences() == 0) {
-        return EXIT_OK;
-    }
-    std::printf("%s and %s differ: %zu difference%s in %zu block%s\n", files[0].c_str(),
-                files[1].c_str(), differ.GetNumDifferences(),
-                differ.GetNumDifferences() == 1 ? "" : "s", differ.GetNumBlocks(),
-                differ.GetNumBlocks() == 1 ? "" : "s");
-    return EXIT_NOTICE;
+    return command.files.size() == 2 ? Compare(command, inputs[0], inputs[1]) : EXIT_OK;
 }
 
 } // namespace
