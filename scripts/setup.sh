@@ -12,6 +12,11 @@ command -v ninja >/dev/null 2>&1 || missing+=(ninja-build)
 # compiles a client through pkg-config.
 /usr/bin/python3 -c 'import meshio' >/dev/null 2>&1 || missing+=(python3-meshio)
 command -v pkg-config >/dev/null 2>&1 || missing+=(pkg-config)
+# The README's pictures are rendered by VTK under a virtual X server (scripts/make_pictures.sh).
+if [ "${ONF_WITH_PICTURES:-0}" = 1 ]; then
+    /usr/bin/python3 -c 'import vtkmodules' >/dev/null 2>&1 || missing+=(python3-vtk9)
+    command -v xvfb-run >/dev/null 2>&1 || missing+=(xvfb)
+fi
 if [ "${ONF_WITH_CLANG:-0}" = 1 ]; then
     command -v clang++ >/dev/null 2>&1 || missing+=(clang)
     ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 \

@@ -51,6 +51,15 @@ std::vector<int> CellNodes(const VtuGrid& grid, size_t cell) {
     return nodes;
 }
 
+// Nodes 1 and 2 joined by rod 5: the smallest grid a result can be placed on.
+std::unique_ptr<OnfModelFile> RodModel() {
+    auto model = NewModel();
+    model->AppendNode(1, 0, 0, 0, 0, 0);
+    model->AppendNode(2, 0, 0, 1, 0, 0);
+    model->AppendElement(5, OnfElement::ELEM_ROD2, 1, 0, {1, 2}, 0, 0, 0);
+    return model;
+}
+
 std::string ReadAll(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::stringstream text;
@@ -168,10 +177,7 @@ TEST(ExportGroups, NodeGroupsFlagPointsElementGroupsFlagCells) {
 }
 
 TEST(ExportResults, LastIterationByDefaultEveryEntryOnRequest) {
-    auto model = NewModel();
-    model->AppendNode(1, 0, 0, 0, 0, 0);
-    model->AppendNode(2, 0, 0, 1, 0, 0);
-    model->AppendElement(5, OnfElement::ELEM_ROD2, 1, 0, {1, 2}, 0, 0, 0);
+    auto model = RodModel();
     ONFOptResultFile results("results.onf");
     for (int iteration = 1; iteration <= 2; ++iteration) {
         ONFOptDataBlockEntry<ONFOptResNodalScalar> energy(iteration, "Energy \r");
@@ -191,21 +197,70 @@ TEST(ExportResults, LastIterationByDefaultEveryEntryOnRequest) {
     last.AddResults(results, false);
     const VtuGrid& grid = last.GetGrid();
     EXPECT_EQ(Names(grid.pointData),
-              (std::vector<std::string>{"NodeId", "Energy", "Energy #2", "Energy #3"}));
+              (std::vector<std::string>{"NodeId", "Energy", "valid:Energy", "Energy #2",
+                                        "valid:Energy #2", "Energy #3", "valid:Energy #3"}));
     const std::vector<double>& energy = Array(grid.pointData, "Energy").reals;
     EXPECT_TRUE(std::isnan(energy[0]));
     EXPECT_EQ(energy[1], 20.0);
-    const std::vector<double>& moved3 = Array(grid.pointData, "Energy #3").reals;
-    EXPECT_EQ(std::vector<double>(moved3.begin(), moved3.begin() + 3),
-              (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(Array(grid.pointData, "valid:Energy").flags, (std::vector<uint8_t>{0, 1}));
+    // A vector without a value is 0, not NaN, so that a viewer can warp by it.
+    EXPECT_EQ(Array(grid.pointData, "Energy #3").reals, (std::vector<double>{1, 2, 3, 0, 0, 0}));
     EXPECT_EQ(Array(grid.cellData, "element scalar").reals, std::vector<double>{1.0});
+    EXPECT_EQ(Names(grid.cellData).back(), "element scalar"); // it covers every cell
     EXPECT_EQ(last.GetWarnings()[0], "result 'Energy': 1 value refers to nodes not in the grid");
 
     ModelVtuExport all(*model);
     all.AddResults(results, true);
     EXPECT_EQ(Names(all.GetGrid().cellData).back(), "element scalar (2)");
     EXPECT_EQ(Array(all.GetGrid().cellData, "element scalar (1)").reals, std::vector<double>{0.5});
-    EXPECT_EQ(Names(all.GetGrid().pointData).size(), 5u);
+    EXPECT_EQ(Names(all.GetGrid().pointData).size(), 9u);
+}
+
+// Every step of a series holds the same arrays: a field an iteration lacks has no value
+// anywhere (NaN scalars, zero vectors), and a field that is partial somewhere carries its
+// validity array in every step.
+TEST(ExportSeries, EveryStepHoldsEveryFieldWithValidityWherePartial) {
+    auto model = RodModel();
+    ONFOptResultFile results("results.onf");
+    for (int iteration : {0, 7}) {
+        ONFOptDataBlockEntry<ONFOptResElemScalar> density(iteration, "Density");
+        density.PushBackItem(ONFOptResElemScalar(5, iteration == 0 ? 0.5 : 1.0));
+        results.GetOptDBElemScalar().PushBackEntry(density);
+    }
+    ONFOptDataBlockEntry<ONFOptResNodalDisp> moved(7, "Displacement");
+    moved.PushBackItem(ONFOptResNodalDisp(1, 1, 2, 3));
+    moved.PushBackItem(ONFOptResNodalDisp(2, 4, 5, 6));
+    results.GetOptDBNodalDisp().PushBackEntry(moved);
+    results.GetOptDBTitle().PushBackEntry(ONFOptDataBlockEntry<ONFOptResTitle>(9, "last"));
+
+    ModelVtuExport series(*model);
+    EXPECT_EQ(ModelVtuExport::Iterations(results), (std::vector<int>{0, 7, 9}));
+    std::vector<std::vector<std::string>> names;
+    for (int iteration : ModelVtuExport::Iterations(results)) {
+        series.AddResultsAt(results, iteration);
+        const VtuGrid& grid = series.GetGrid();
+        names.push_back(Names(grid.pointData));
+        const auto& cells = Names(grid.cellData);
+        names.back().insert(names.back().end(), cells.begin(), cells.end());
+        const std::vector<double>& moved = Array(grid.pointData, "Displacement").reals;
+        const std::vector<uint8_t>& valid = Array(grid.pointData, "valid:Displacement").flags;
+        const std::vector<double>& density = Array(grid.cellData, "Density").reals;
+        if (iteration == 7) {
+            EXPECT_EQ(moved, (std::vector<double>{1, 2, 3, 4, 5, 6}));
+            EXPECT_EQ(valid, (std::vector<uint8_t>{1, 1}));
+            EXPECT_EQ(density, std::vector<double>{1.0});
+        } else {
+            EXPECT_EQ(moved, std::vector<double>(6, 0.0)) << iteration;
+            EXPECT_EQ(valid, (std::vector<uint8_t>{0, 0})) << iteration;
+            EXPECT_EQ(std::isnan(density[0]), iteration == 9) << iteration;
+        }
+        series.DropArrays(1, 4);
+    }
+    EXPECT_EQ(names[0], (std::vector<std::string>{"NodeId", "Displacement", "valid:Displacement",
+                                                  "ElementId", "ElementType", "PropertyId",
+                                                  "MaterialId", "Density", "valid:Density"}));
+    EXPECT_EQ(names[1], names[0]);
+    EXPECT_EQ(names[2], names[0]);
 }
 
 TEST(WriteVtu, TextEncodingEscapesNamesAndWritesNan) {

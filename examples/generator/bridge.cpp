@@ -176,8 +176,8 @@ std::vector<Member> TrussMembers() {
     for (int panel = 0; panel < 4; ++panel) {
         const double top = 200.0 * panel;
         const double bottom = top + 100.0;
-        members.push_back({top, 220, bottom, 20, 15});
-        members.push_back({bottom, 20, top + 200.0, 220, 15});
+        members.push_back({top, 220, bottom, 20, 22});
+        members.push_back({bottom, 20, top + 200.0, 220, 22});
     }
     return members;
 }

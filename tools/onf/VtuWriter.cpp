@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <set>
 #include <stdexcept>
 #include <type_traits>
 
@@ -232,29 +234,6 @@ void WriteValues(VtuOutput& out, const std::vector<T>& values, VtuEncoding encod
     }
 }
 
-std::string XmlEscaped(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
-
 template <class T>
 void WriteDataArray(VtuOutput& out, const char* type, const std::string& name, int components,
                     const std::vector<T>& values, VtuEncoding encoding) {
@@ -292,6 +271,29 @@ void WriteArrays(VtuOutput& out, const char* section, const std::vector<VtuArray
 }
 
 } // namespace
+
+std::string XmlEscaped(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
 
 const VtkCellShape& VtkShapeOf(int type) {
     if (type < 0 || type >= OnfElement::NUM_ELEM_TYPES) {
@@ -353,7 +355,7 @@ VtuArray MakeArray(const std::string& name, VtuArray::Type type, int components,
         array.flags.assign(values, 0);
         break;
     case VtuArray::FLOAT64:
-        array.reals.assign(values, std::numeric_limits<double>::quiet_NaN());
+        array.reals.assign(values, 0.0);
         break;
     }
     return array;
@@ -523,26 +525,61 @@ void ModelVtuExport::AddGroupBlock(const OnfGroupsFile& groups, int blockNumber,
     }
 }
 
+// A value a result gives no point or cell: a scalar is NaN, which viewers draw in their
+// no-value colour and leave out of colour ranges; a vector is 0, since warping by a NaN vector
+// sends a point to nowhere. The "valid:" array tells the two kinds of zero apart.
 template <class Entry>
-void ModelVtuExport::AddEntry(const Entry& entry, const std::string& name, bool nodal,
-                              int components) {
+void ModelVtuExport::AddEntry(const Entry* entry, const std::string& name, bool nodal,
+                              int components, bool validity) {
     const size_t count = nodal ? m_Grid.GetNumPoints() : m_Grid.GetNumCells();
     VtuArray values = MakeArray(UniqueName(name, nodal), VtuArray::FLOAT64, components, count);
+    if (components == 1) {
+        values.reals.assign(count, std::numeric_limits<double>::quiet_NaN());
+    }
+    VtuArray valid =
+        MakeArray(UniqueName("valid:" + values.name, nodal), VtuArray::UINT8, 1, count);
     size_t missing = 0;
-    for (const auto& item : entry.GetItems()) {
+    size_t covered = 0;
+    using Items = typename std::decay<decltype(entry->GetItems())>::type;
+    static const Items none;
+    for (const auto& item : entry != nullptr ? entry->GetItems() : none) {
         const int64_t at = nodal ? PointOf(item.GetID()) : CellOf(item.GetID());
         if (at < 0) {
             ++missing;
-        } else {
-            SetValue(values, static_cast<size_t>(at), item.GetValue());
+            continue;
         }
+        SetValue(values, static_cast<size_t>(at), item.GetValue());
+        covered += valid.flags[static_cast<size_t>(at)] == 0 ? 1 : 0;
+        valid.flags[static_cast<size_t>(at)] = 1;
     }
     if (missing > 0) {
         Warn("result '" + values.name + "': " + Plural(missing, "value refers", "values refer") +
              " to " + (nodal ? "nodes" : "elements") + " not in the grid");
     }
-    (nodal ? m_Grid.pointData : m_Grid.cellData).push_back(std::move(values));
+    std::vector<VtuArray>& arrays = nodal ? m_Grid.pointData : m_Grid.cellData;
+    arrays.push_back(std::move(values));
+    if (validity || covered < count) {
+        arrays.push_back(std::move(valid));
+    }
 }
+
+namespace {
+
+// The array name of an entry: its title, without the blanks and carriage return a title line
+// may end in, or the block's name for an untitled entry.
+std::string FieldName(const std::string& title, const char* defaultName) {
+    std::string name = title.substr(0, title.find_last_not_of(" \t\r") + 1);
+    return name.empty() ? std::string(defaultName) : name;
+}
+
+template <class Block>
+void AddIterations(const Block& block, std::set<int>& iterations) {
+    for (const auto& entry : block.GetEntries()) {
+        iterations.insert(entry.GetID());
+    }
+}
+
+} // namespace
 
 template <class Block>
 void ModelVtuExport::AddResultBlock(const Block& block, const char* defaultName, bool nodal,
@@ -559,16 +596,60 @@ void ModelVtuExport::AddResultBlock(const Block& block, const char* defaultName,
         if (!allEntries && entry.GetID() != last) {
             continue;
         }
-        std::string name = entry.GetTitle();
-        // Titles are whole lines: trailing blanks and a carriage return are no part of the name.
-        name.erase(name.find_last_not_of(" \t\r") + 1);
-        if (name.empty()) {
-            name = defaultName;
-        }
+        std::string name = FieldName(entry.GetTitle(), defaultName);
         if (allEntries) {
             name += " (" + std::to_string(entry.GetID()) + ")";
         }
-        AddEntry(entry, name, nodal, components);
+        AddEntry(&entry, name, nodal, components, false);
+    }
+}
+
+template <class Entry>
+size_t ModelVtuExport::CountCovered(const Entry& entry, bool nodal) const {
+    std::vector<bool> covered(nodal ? m_Grid.GetNumPoints() : m_Grid.GetNumCells(), false);
+    size_t count = 0;
+    for (const auto& item : entry.GetItems()) {
+        const int64_t at = nodal ? PointOf(item.GetID()) : CellOf(item.GetID());
+        if (at >= 0 && !covered[static_cast<size_t>(at)]) {
+            covered[static_cast<size_t>(at)] = true;
+            ++count;
+        }
+    }
+    return count;
+}
+
+// The fields of a block (entries of one title), each with its entry of `iteration` or none.
+// A field that some iteration of the file lacks, or that leaves some point or cell without a
+// value, carries its validity array in every step, so that every step has the same arrays.
+template <class Block>
+void ModelVtuExport::AddBlockAt(const Block& block, const char* defaultName, bool nodal,
+                                int components, int iteration) {
+    using Entry = typename std::decay<decltype(block.GetEntries().front())>::type;
+    using Item = typename std::decay<decltype(block.GetEntries().front().GetItems().front())>::type;
+    std::vector<std::string> names;
+    std::map<std::string, std::map<int, const Entry*>> fields;
+    for (const auto& entry : block.GetEntries()) {
+        const std::string name = FieldName(entry.GetTitle(), defaultName);
+        if (fields.count(name) == 0) {
+            names.push_back(name);
+        }
+        fields[name].emplace(entry.GetID(), &entry); // the first entry of an iteration counts
+    }
+    const size_t count = nodal ? m_Grid.GetNumPoints() : m_Grid.GetNumCells();
+    for (const std::string& name : names) {
+        const auto& entries = fields[name];
+        const auto key = std::make_pair(Item::block_id, name);
+        auto partial = m_PartialFields.find(key);
+        if (partial == m_PartialFields.end()) {
+            bool some = entries.size() < m_Iterations.size();
+            for (const auto& entry : entries) {
+                some = some || CountCovered(*entry.second, nodal) < count;
+            }
+            partial = m_PartialFields.emplace(key, some).first;
+        }
+        const auto found = entries.find(iteration);
+        AddEntry(found != entries.end() ? found->second : nullptr, name, nodal, components,
+                 partial->second);
     }
 }
 
@@ -577,6 +658,31 @@ void ModelVtuExport::AddResults(const ONFOptResultFile& results, bool allEntries
     AddResultBlock(results.GetOptDBNodalVector(), "nodal vector", true, 3, allEntries);
     AddResultBlock(results.GetOptDBNodalDisp(), "displacement", true, 3, allEntries);
     AddResultBlock(results.GetOptDBElemScalar(), "element scalar", false, 1, allEntries);
+}
+
+std::vector<int> ModelVtuExport::Iterations(const ONFOptResultFile& results) {
+    std::set<int> iterations;
+    AddIterations(results.GetOptDBTitle(), iterations);
+    AddIterations(results.GetOptDBNodalScalar(), iterations);
+    AddIterations(results.GetOptDBNodalVector(), iterations);
+    AddIterations(results.GetOptDBNodalDisp(), iterations);
+    AddIterations(results.GetOptDBElemScalar(), iterations);
+    return std::vector<int>(iterations.begin(), iterations.end());
+}
+
+void ModelVtuExport::AddResultsAt(const ONFOptResultFile& results, int iteration) {
+    if (m_Iterations.empty()) {
+        m_Iterations = Iterations(results);
+    }
+    AddBlockAt(results.GetOptDBNodalScalar(), "nodal scalar", true, 1, iteration);
+    AddBlockAt(results.GetOptDBNodalVector(), "nodal vector", true, 3, iteration);
+    AddBlockAt(results.GetOptDBNodalDisp(), "displacement", true, 3, iteration);
+    AddBlockAt(results.GetOptDBElemScalar(), "element scalar", false, 1, iteration);
+}
+
+void ModelVtuExport::DropArrays(size_t pointArrays, size_t cellArrays) {
+    m_Grid.pointData.resize(std::min(pointArrays, m_Grid.pointData.size()));
+    m_Grid.cellData.resize(std::min(cellArrays, m_Grid.cellData.size()));
 }
 
 } // namespace onf_tool

@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 class OnfBlock;
@@ -99,10 +101,22 @@ public:
     // cell data, 1 for members. Members that are no point or cell of the grid are warned about.
     void AddGroups(const OnfGroupsFile& groups);
     // The nodal scalars, vectors and displacements as point data and the element scalars as
-    // cell data, NaN where an entry has no value. An entry's id is its design iteration: by
-    // default only the entries of each block's highest id are taken, with `allEntries` every
-    // entry, its array name then followed by " (<id>)".
+    // cell data, named by the entry's title. Where an entry has no value, a scalar is NaN and
+    // a vector 0, and an entry that leaves points or cells without a value is followed by a
+    // UINT8 array "valid:<name>", 1 where it has one. An entry's id is its design iteration:
+    // by default only the entries of each block's highest id are taken, with `allEntries`
+    // every entry, its array name then followed by " (<id>)".
     void AddResults(const ONFOptResultFile& results, bool allEntries);
+    // The design iterations of `results` (the ids of its entries, titles included), ascending.
+    static std::vector<int> Iterations(const ONFOptResultFile& results);
+    // One step of a series: every field of `results` (a block and an entry title) with its
+    // entry of `iteration`, or with no value anywhere when it has none. A field that some
+    // iteration lacks or that leaves points or cells without a value carries its "valid:"
+    // array in every step, so that all steps hold the same arrays in the same order.
+    void AddResultsAt(const ONFOptResultFile& results, int iteration);
+    // Removes the point and cell arrays beyond the first `pointArrays` and `cellArrays`: what
+    // a step added, before the next step is added.
+    void DropArrays(size_t pointArrays, size_t cellArrays);
 
     const VtuGrid& GetGrid() const { return m_Grid; }
     // Dummy elements, which are not drawn.
@@ -117,11 +131,18 @@ private:
     void AddCells();
     bool AddCell(size_t index);
     void AddGroupBlock(const OnfGroupsFile& groups, int blockNumber, bool nodes);
+    // `entry` may be null: a field without a value at this iteration.
     template <class Entry>
-    void AddEntry(const Entry& entry, const std::string& name, bool nodal, int components);
+    void AddEntry(const Entry* entry, const std::string& name, bool nodal, int components,
+                  bool validity);
     template <class Block>
     void AddResultBlock(const Block& block, const char* defaultName, bool nodal, int components,
                         bool allEntries);
+    template <class Block>
+    void AddBlockAt(const Block& block, const char* defaultName, bool nodal, int components,
+                    int iteration);
+    template <class Entry>
+    size_t CountCovered(const Entry& entry, bool nodal) const;
     // The point of a node id or the cell of an element id; -1 for none.
     int64_t PointOf(int node) const;
     int64_t CellOf(int element) const;
@@ -139,6 +160,23 @@ private:
     size_t m_NumDummies = 0;
     size_t m_NumSkipped = 0;
     std::vector<std::string> m_Warnings;
+    // Of a series: the iterations, and by block number and field name whether the field
+    // carries a validity array.
+    std::vector<int> m_Iterations;
+    std::map<std::pair<int, std::string>, bool> m_PartialFields;
 };
+
+// Writes a series of grids for a viewer's time slider: one .vtu file for each design
+// iteration of `results`, in a folder named after `pvdPath` without its extension
+// ("bridge.pvd" makes "bridge/iteration_45.vtu"), and the collection file `pvdPath` whose
+// time steps are the iterations. `grid` gets the results of each step and loses them again.
+// Files are written beside their final names and renamed once all are written, so that a
+// failure leaves an earlier series as it was. Throws std::runtime_error with the system's
+// reason, or when `results` holds no iteration. Returns the number of steps.
+size_t WriteVtuSeries(ModelVtuExport& grid, const ONFOptResultFile& results,
+                      const std::string& pvdPath, VtuEncoding encoding);
+
+// `text` with the characters XML reserves written as entities.
+std::string XmlEscaped(const std::string& text);
 
 } // namespace onf_tool

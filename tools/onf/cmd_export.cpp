@@ -21,7 +21,8 @@ int RunExport(const std::vector<std::string>& args);
 const OnfCommand kExport = {
     "export", "write a model as a VTK unstructured grid (.vtu) for viewers",
     "usage: onf export MODEL OUT.vtu [--groups GROUPS] [--results RESULTS] [--all-results]\n"
-    "                  [--ascii]\n\n"
+    "                  [--ascii]\n"
+    "       onf export MODEL --series OUT.pvd --results RESULTS [--groups GROUPS] [--ascii]\n\n"
     "Writes the nodes of MODEL, placed in global coordinates, as points and its elements as\n"
     "cells of a VTK XML unstructured grid, which viewers such as ParaView open. Point data:\n"
     "NodeId. Cell data: ElementId, ElementType (the model's element kind), PropertyId and\n"
@@ -32,9 +33,15 @@ const OnfCommand kExport = {
     "                  for node groups, cell data for element groups; 1 marks the members.\n"
     "--results RESULTS adds the values of an optimisation result file: nodal scalars, vectors\n"
     "                  and displacements as point data, element scalars as cell data, named\n"
-    "                  by the entry's title, NaN where an entry has no value. An entry's id is\n"
-    "                  its design iteration; only each block's last iteration is taken.\n"
+    "                  by the entry's title. Where an entry has no value a scalar is NaN and\n"
+    "                  a vector 0, and an array \"valid:<title>\" flags the values it has.\n"
+    "                  An entry's id is its design iteration; only each block's last\n"
+    "                  iteration is taken.\n"
     "--all-results     takes every entry instead, its array named \"<title> (<id>)\".\n"
+    "--series OUT.pvd  writes one grid for each design iteration of RESULTS instead, into the\n"
+    "                  folder OUT (OUT/iteration_<id>.vtu), and the collection file OUT.pvd,\n"
+    "                  whose time steps are the iterations: a viewer's time slider walks\n"
+    "                  through the optimisation. Every step holds every result field.\n"
     "--ascii           writes the values as text instead of base64, for reading by eye.\n\n"
     "Exit code: 0 when OUT was written, 1 when it was written with warnings, 2 when it was\n"
     "not written.\n",
@@ -45,6 +52,7 @@ const OnfCommandRegistrar kRegistrar(kExport);
 struct ExportOptions {
     std::string groups;
     std::string results;
+    std::string series;
     bool allResults = false;
     VtuEncoding encoding = VTU_BINARY;
 };
@@ -60,13 +68,15 @@ std::string TakeOption(const std::vector<std::string>& args, size_t& position, v
         options.encoding = VTU_ASCII;
         return std::string();
     }
-    if (name != "--groups" && name != "--results") {
+    if (name != "--groups" && name != "--results" && name != "--series") {
         return "unknown option '" + name + "'";
     }
     if (position + 1 >= args.size()) {
         return "option '" + name + "' needs a file";
     }
-    (name == "--groups" ? options.groups : options.results) = args[++position];
+    (name == "--groups"   ? options.groups
+     : name == "--series" ? options.series
+                          : options.results) = args[++position];
     return std::string();
 }
 
@@ -125,17 +135,27 @@ int Export(const std::string& modelPath, const std::string& out, const ExportOpt
             ReportWarnings(*grid, first, scope);
         });
     }
+    std::unique_ptr<ONFOptResultFile> results;
     if (ok && !options.results.empty()) {
         ok = InFileScope(options.results, warnings, [&](FileLogScope& scope) {
-            ONFOptResultFile results(options.results);
-            results.Read();
+            results.reset(new ONFOptResultFile(options.results));
+            results->Read();
             const size_t first = grid->GetWarnings().size();
-            grid->AddResults(results, options.allResults);
+            if (options.series.empty()) {
+                grid->AddResults(*results, options.allResults);
+            }
             ReportWarnings(*grid, first, scope);
         });
     }
+    size_t steps = 0;
     if (ok) {
-        ok = InFileScope(out, warnings, [&](FileLogScope&) {
+        ok = InFileScope(out, warnings, [&](FileLogScope& scope) {
+            if (!options.series.empty()) {
+                const size_t first = grid->GetWarnings().size();
+                steps = WriteVtuSeries(*grid, *results, out, options.encoding);
+                ReportWarnings(*grid, first, scope);
+                return;
+            }
             try {
                 WriteVtu(grid->GetGrid(), out, options.encoding);
             } catch (...) {
@@ -148,7 +168,11 @@ int Export(const std::string& modelPath, const std::string& out, const ExportOpt
         return EXIT_FAILED;
     }
     if (GetVerbosity() != VERBOSITY_QUIET) {
-        std::printf("%s\n", Summary(out, *grid).c_str());
+        const VtuGrid& g = grid->GetGrid();
+        const std::string series = out + ": " + std::to_string(steps) + " steps of " +
+                                   std::to_string(g.GetNumPoints()) + " points and " +
+                                   std::to_string(g.GetNumCells()) + " cells";
+        std::printf("%s\n", (steps > 0 ? series : Summary(out, *grid)).c_str());
     }
     return warnings > 0 ? EXIT_NOTICE : EXIT_OK;
 }
@@ -163,6 +187,13 @@ int RunExport(const std::vector<std::string>& args) {
     }
     if (helpShown) {
         return EXIT_OK;
+    }
+    if (!options.series.empty()) {
+        if (files.size() != 1 || options.results.empty() || options.allResults) {
+            return UsageError(kExport, "--series takes MODEL alone and --results RESULTS, "
+                                       "without --all-results");
+        }
+        return Export(files[0], options.series, options);
     }
     if (files.size() != 2) {
         return UsageError(kExport, "two files expected, MODEL and OUT.vtu");
