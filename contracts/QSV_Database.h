@@ -19,6 +19,7 @@
 #include "QSV_Failure.h"
 #include "QSV_IdMap.h"
 #include "QSV_OnfCatalogue.h"
+#include "QSV_RecordLayout.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -76,11 +77,11 @@ private:
 
 // Base of every block: the layout of its records and the abstract record interface.
 //
-// Record layout: item 0 is the record's key; items 1 upward follow from the format string (one per
-// format character except the layout marks `b` and bar, and except the key's own character in a
-// format with a bar). Sizes: I i F f S O L D 4 bytes, R r 8, V 24, T 48, any other character 0.
-// A record holds a 4-byte id field followed by the item data of GetRecordDataSize() bytes; the
-// record views carry the item data without the id field.
+// Record layout (QSV_RecordLayout): item 0 is the record's key; items 1 upward follow from the
+// format string (one per format character except the layout marks `b` and bar, and except the
+// key's own character in a format with a bar). A record holds a 4-byte id field (widened by a key
+// character wider than it) followed by the item data; the record views carry the record without
+// the id field, GetRecordDataSize() bytes.
 class QSV_DataBlock {
 public:
     // Steps over the valid record indices, ascending: those for which HasRecord is true, from 0 up
@@ -197,12 +198,14 @@ public:
     // Bytes from the start of the record (the id field counts) to item `item`; 0 past the end.
     size_t GetItemRecordOffset(size_t item) const;
     // True when the format names the key itself (a bar anywhere in it).
-    bool HasKeyInFormat() const { return m_KeyInFormat; }
+    bool HasKeyInFormat() const { return m_Layout.HasKeyInFormat(); }
+    // The layout of the block's records, as its format gives it.
+    const QSV_RecordLayout& GetLayout() const { return m_Layout; }
 
     // Bytes of a format character in a record (0 for layout marks and unknown characters), and
     // its type in a record map (0 for those). `i` is an integer and `r` a real here.
-    static size_t FormatCharSize(char c);
-    static BlockDataType FormatCharType(char c);
+    static size_t FormatCharSize(char c) { return QSV_RecordLayout::CharSize(c); }
+    static BlockDataType FormatCharType(char c) { return QSV_RecordLayout::CharType(c); }
 
 protected:
     // A catalogued block: format, flags, block id type, record data size and item id types come
@@ -228,9 +231,7 @@ private:
     // The catalogue row's id types by item number (null for a custom block), and their count.
     const QSV_IdType* m_ItemIdTypes = nullptr;
     size_t m_NumItemIdTypes = 0;
-    // Record offsets of items 0 upward, with one more entry for the end of the last item.
-    std::vector<size_t> m_ItemOffsets;
-    bool m_KeyInFormat = false;
+    QSV_RecordLayout m_Layout;
 };
 
 // A read-only view on one record's item data (the record without its id field), laid out for one

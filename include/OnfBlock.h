@@ -55,14 +55,6 @@ public:
     TextLineFormatter& m_LineFormatter;
 };
 
-// Where one item lies in a record: bytes from the start of the record (the 4-byte id field
-// counts), its size in bytes, and its type.
-struct RecordMapEntry {
-    size_t m_Offset;
-    size_t m_Size;
-    BlockDataType m_Type;
-};
-
 // One item's value as a raw copy of its bytes, with its type. 48 bytes hold a tensor.
 struct DataRecordEntry {
     BlockDataType m_Type = BDT_INTEGER;
@@ -267,7 +259,6 @@ private:
     friend class BrelonOnfTxtDatabase;
 
     void InitInternalData();
-    void InitRecMap();
     // Makes the external-id lists of list items with an id type available as indices.
     void UpdateIdIntLists();
     QSV_IdType DetermineIdType(size_t item) const;
@@ -279,7 +270,6 @@ private:
     void StoreDataEntryValue(size_t index, size_t item, const DataRecordEntry& entry);
     void ExtendIntList(size_t listIndex, BlockDataType type, int value);
     bool IsValueInvalid(const char* text, BlockDataType type, std::vector<size_t>& counters);
-    static bool IsValueMandatory(char c);
     void WriteDescriptor(const QSV_DataDescriptor& descriptor, TextLinesWriter& writer) const;
     void WriteFormat(TextLinesWriter& writer) const;
 
@@ -287,8 +277,7 @@ private:
     bool LoadRecord(LoadContext& context, const char* line);
     size_t LoadRecordIndex(LoadContext& context, int& key);
     bool LoadRecordItems(LoadContext& context, size_t index);
-    size_t LoadItem(LoadContext& context, size_t index, size_t item, char c, size_t rowItem,
-                    size_t token);
+    size_t LoadItem(LoadContext& context, size_t index, size_t item, size_t token);
     size_t LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
                       size_t token);
     void LoadString(LoadContext& context, unsigned char* where, size_t rowItem, const char* text);
@@ -319,8 +308,8 @@ private:
     bool m_DirectIndexed = true;
     QSV_IdMap* m_IdMap = nullptr;
     OnfHelpers& m_Helpers;
-    RecordMapEntry* m_RecMap = nullptr;
+    // The items of the record layout (GetLayout()), held here for the record accesses.
+    const QSV_LayoutItem* m_RecMap = nullptr;
     bool m_FormatFlagBit1 = false;
-    bool m_HasKeyInFormat = false;
     BrelonOnfTxtDatabase& m_Database;
 };

@@ -56,6 +56,26 @@ TEST(BlockLayout, RecordMapFollowsTheFormat) {
     EXPECT_EQ(OnfBlock::m_BasicTypesMap[static_cast<int>('b')], -1);
 }
 
+// A key character wider than the id field ("R|...") widens the key's room, and item 1 lies behind
+// it: in the block's record map as in the abstract block's layout, so that both reach the same
+// bytes. The key is written as it was read, as a number, and the record reads back unchanged.
+TEST(BlockLayout, Item1LiesBehindAWideKey) {
+    OnfBlockSet db;
+    const OnfBlock& empty = CustomBlock(db, "R|Ib");
+    EXPECT_EQ(empty.GetRecordMapEntry(1).m_Offset, 8u);
+    EXPECT_EQ(empty.GetItemRecordOffset(1), 8u);
+    EXPECT_EQ(empty.GetRecordDataSize(), 8u);
+
+    OnfBlockSet read;
+    onf_test::LoadText(read, onf_test::CustomBlockText("R|Ib", 2, "5, 7\n6, -8\n"));
+    const OnfBlock& block = onf_test::FirstBlock(read);
+    EXPECT_EQ(onf_test::Dump(block), "5:7;6:-8");
+    const std::vector<std::string> lines = onf_test::WrittenLines(block);
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines[lines.size() - 3], "5, 7");
+    EXPECT_EQ(lines[lines.size() - 2], "6, -8");
+}
+
 TEST(BlockRecords, EmptyAndDeletedRecords) {
     OnfBlockSet db;
     OnfBlock& block = db.AddEmptyBlock(static_cast<QSV_OnfId>(110));

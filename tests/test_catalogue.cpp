@@ -2,6 +2,7 @@
 // types and id spaces that the file kinds rely on, and the look-up of block numbers.
 #include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
+#include "QSV_RecordLayout.h"
 #include "catalogue/OnfCatalogueText.h"
 
 #include <gtest/gtest.h>
@@ -18,49 +19,31 @@ const QSV_OnfMetaData& Row(int block) {
     return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block));
 }
 
-bool IsList(char c) {
-    return c == 'L' || c == 'O' || c == 'D';
-}
-bool IsMark(char c) {
-    return c == 'b' || c == '|';
-}
 bool IsNameSpace(QSV_IdType type) {
     return QSV_ID_TYPE_INFO[type].keyKind != 0;
 }
 
-// Record bytes of a format character, as the record layout gives them.
-size_t ItemBytes(char c) {
-    switch (c) {
-    case 'R':
-    case 'r':
-        return 8;
-    case 'V':
-        return 24;
-    case 'T':
-        return 48;
-    default:
-        return std::string("IiFfSOLD").find(c) != std::string::npos ? 4 : 0;
-    }
+bool IsList(const QSV_LayoutItem& item) {
+    return item.m_List != QSV_LayoutItem::LIST_KIND_NONE;
 }
 
-// Walks a format the way a record is written and reports every value that would open a line
-// as an optional one (a reader would then take that line for the next record).
-std::string OptionalsOpeningALine(const std::string& format) {
+// Walks a record's items the way a record is written and reports every value that would open a
+// line as an optional one (a reader would then take that line for the next record).
+std::string OptionalsOpeningALine(const QSV_RecordLayout& layout) {
     std::string faults;
-    size_t onLine = format.find('|') == std::string::npos ? 1 : 0; // the implicit key
-    for (size_t pos = 0; pos < format.size(); ++pos) {
-        const char c = format[pos];
-        if (onLine > 0 && onLine % 10 == 0)
+    size_t onLine = 0;
+    for (size_t item = 0; item < layout.GetNumItems(); ++item) {
+        const QSV_LayoutItem& it = layout[item];
+        if (onLine % 10 == 0 || IsList(it)) {
             onLine = 0;
-        if (c == 'b' || IsList(c)) {
-            onLine = 0;
-            continue;
         }
-        if (c == '|')
-            continue;
-        if (onLine == 0 && (c == 'i' || c == 'r' || c == 'f'))
-            faults += std::to_string(pos) + " ";
-        onLine += c == 'V' ? 3 : c == 'T' ? 6 : 1;
+        if (onLine == 0 && !it.m_Mandatory) {
+            faults += std::to_string(item) + " ";
+        }
+        onLine += it.m_NumReals > 0 ? it.m_NumReals : 1;
+        if (it.m_BreakBehind || IsList(it)) {
+            onLine = 0;
+        }
     }
     return faults;
 }
@@ -73,26 +56,19 @@ TEST(Catalogue, EveryFormatKeepsTheRulesOfReadingAndWriting) {
         ASSERT_FALSE(format.empty());
         EXPECT_EQ(format.back(), 'b');
         EXPECT_EQ(format.find_first_not_of("IiRrFfSVTOLDb|"), std::string::npos);
-        const size_t bar = format.find('|');
-        if (bar != std::string::npos) {
-            EXPECT_EQ(bar, 1u);
+        const QSV_RecordLayout layout(format);
+        if (layout.HasKeyInFormat()) {
+            EXPECT_EQ(format.find('|'), 1u);
             EXPECT_TRUE(format[0] == 'I' || format[0] == 'S');
         }
-        size_t items = bar == std::string::npos ? 1 : 0;
-        size_t bytes = 0;
-        for (size_t pos = 0; pos < format.size(); ++pos) {
-            if (IsList(format[pos])) {
-                EXPECT_TRUE(pos > 0 && format[pos - 1] == 'b') << "list at " << pos;
+        for (size_t item = 1; item < layout.GetNumItems(); ++item) {
+            if (IsList(layout[item])) {
+                EXPECT_TRUE(layout[item - 1].m_BreakBehind) << "list item " << item;
             }
-            if (IsMark(format[pos]))
-                continue;
-            bytes += items > 0 ? ItemBytes(format[pos]) : 0;
-            ++items;
         }
-        EXPECT_EQ(OptionalsOpeningALine(format), "");
-        EXPECT_EQ(row.m_NumItems, items);
-        EXPECT_EQ(row.m_RecordDataSize, bytes);
-        EXPECT_EQ(row.m_ItemNames.size(), items - 1);
+        EXPECT_EQ(OptionalsOpeningALine(layout), "");
+        EXPECT_EQ(row.m_NumItems, layout.GetNumItems());
+        EXPECT_EQ(row.m_ItemNames.size(), layout.GetNumItems() - 1);
     }
 }
 
@@ -108,25 +84,19 @@ TEST(Catalogue, EveryItemHasAnIdSpaceItsTypeCanUse) {
         EXPECT_FALSE(row.m_Description.empty());
         EXPECT_EQ(row.m_BlockIdType, row.m_ItemIdTypes[0]);
         EXPECT_EQ(IsNameSpace(row.m_BlockIdType), row.m_FormatString.rfind("S|", 0) == 0);
-        const std::string& format = row.m_FormatString;
-        const bool keyInFormat = format.find('|') != std::string::npos;
-        size_t marks = 0;
-        for (size_t pos = keyInFormat ? 2 : 0, item = 1; pos < format.size(); ++pos) {
-            const char c = format[pos];
-            if (IsMark(c)) {
-                ++marks;
-                continue;
-            }
+        const QSV_RecordLayout layout(row.m_FormatString);
+        for (size_t item = 1; item < layout.GetNumItems(); ++item) {
+            const char c = layout[item].m_Char;
             const QSV_IdType type = row.m_ItemIdTypes[item];
             if (c == 'S') {
                 EXPECT_TRUE(type == ID_NONE || IsNameSpace(type)) << "item " << item;
-                EXPECT_EQ(row.m_ItemIdTypes[pos - marks], type) << "string item " << item;
+                EXPECT_EQ(row.m_ItemIdTypes[layout[item].m_RowItem], type)
+                    << "string item " << item;
             } else if (c == 'I' || c == 'i' || c == 'L' || c == 'O') {
                 EXPECT_FALSE(type != ID_NONE && IsNameSpace(type)) << "item " << item;
             } else {
                 EXPECT_EQ(type, ID_NONE) << "item " << item;
             }
-            ++item;
         }
     }
 }

@@ -226,6 +226,51 @@ TEST(DataBlockLayout, CustomFormatGivesTypesSizesAndOffsets) {
     }
 }
 
+// What the layout tells of each item beyond its place: reading (mandatory, list, reals, the
+// catalogue entry of a string's id space) and writing (the marks behind it).
+TEST(RecordLayout, ItemsKnowWhatReadingAndWritingNeed) {
+    struct Row {
+        const char* format;
+        const char* chars;       // items' characters, key first
+        const char* mandatory;   // 'm' or '-' by item
+        const char* lists;       // list kind by item
+        const char* behind;      // 'b' a `b` behind, '|' only a bar, 'M' a mandatory next, '-'
+        std::vector<size_t> row; // m_RowItem of items 1 upward
+    };
+    const Row rows[] = {
+        {"bIiRbLbVb", "IIiRLV", "mm-mmm", "000020", "b-Mbbb", {0, 1, 2, 3, 4}},
+        {"S|bObDb", "SOD", "mmm", "013", "bbb", {1, 2}},
+        {"|Ir|Sb", "IrS", "m-m", "000", "-|b", {1, 2}},
+        {"fS", "IfS", "m-m", "000", "-M-", {0, 1}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.format);
+        const QSV_RecordLayout layout(row.format);
+        std::string chars, mandatory, lists, behind;
+        std::vector<size_t> rowItems;
+        for (size_t item = 0; item < layout.GetNumItems(); ++item) {
+            const QSV_LayoutItem& it = layout[item];
+            chars += it.m_Char;
+            mandatory += it.m_Mandatory ? 'm' : '-';
+            lists += static_cast<char>('0' + it.m_List);
+            behind += it.m_BreakBehind       ? 'b'
+                      : it.m_MarkBehind      ? '|'
+                      : it.m_MandatoryBehind ? 'M'
+                                             : '-';
+            if (item > 0) {
+                rowItems.push_back(it.m_RowItem);
+            }
+        }
+        EXPECT_EQ(chars, row.chars);
+        EXPECT_EQ(mandatory, row.mandatory);
+        EXPECT_EQ(lists, row.lists);
+        EXPECT_EQ(behind, row.behind);
+        EXPECT_EQ(rowItems, row.row);
+    }
+    EXPECT_EQ(QSV_RecordLayout("IVTb")[2].m_NumReals, 3u);
+    EXPECT_EQ(QSV_RecordLayout("IVTb")[3].m_NumReals, 6u);
+}
+
 TEST(DataBlockLayout, CatalogueRowsAgreeWithTheirFormats) {
     BrelonOnfIdMapsPool pool;
     for (QSV_OnfId id : QSV_OnfInfoPool::GetAllOnfIds()) {

@@ -51,8 +51,6 @@
 // material (a material of another file), the targets of requests and group names held as text.
 #include "catalogue/OnfCatalogueTable.h"
 
-#include <cstring>
-
 namespace onf_detail {
 
 namespace {
@@ -413,84 +411,6 @@ QSV_IdType CatalogueIdTypeOfLetter(char letter) {
     default:
         return ID_NONE;
     }
-}
-
-size_t FormatCharSize(char c) {
-    switch (c) {
-    case 'I':
-    case 'i':
-    case 'F':
-    case 'f':
-    case 'S':
-    case 'O':
-    case 'L':
-    case 'D':
-        return 4;
-    case 'R':
-    case 'r':
-        return 8;
-    case 'V':
-        return 24;
-    case 'T':
-        return 48;
-    default:
-        return 0;
-    }
-}
-
-BlockDataType FormatCharType(char c) {
-    switch (c) {
-    case 'I':
-    case 'i':
-        return BDT_INTEGER;
-    case 'R':
-    case 'r':
-        return BDT_REAL;
-    case 'F':
-    case 'f':
-        return BDT_FLOAT;
-    case 'S':
-        return BDT_STRING;
-    case 'V':
-        return BDT_VECTOR;
-    case 'T':
-        return BDT_TENSOR;
-    case 'O':
-        return BDT_ORDERED_LIST;
-    case 'L':
-        return BDT_INT_LIST;
-    case 'D':
-        return BDT_DOUBLE_LIST;
-    default:
-        return static_cast<BlockDataType>(0);
-    }
-}
-
-bool IsLayoutMark(char c) {
-    return c == 'b' || c == '|';
-}
-
-size_t RecordDataSizeOfFormat(const char* format) {
-    bool skipKey = std::strchr(format, '|') != nullptr;
-    size_t size = 0;
-    for (const char* c = format; *c != '\0'; ++c) {
-        if (IsLayoutMark(*c))
-            continue;
-        if (skipKey) {
-            skipKey = false;
-            continue;
-        }
-        size += FormatCharSize(*c);
-    }
-    return size;
-}
-
-size_t ItemCountOfFormat(const char* format) {
-    size_t items = std::strchr(format, '|') != nullptr ? 0 : 1;
-    for (const char* c = format; *c != '\0'; ++c)
-        if (!IsLayoutMark(*c))
-            ++items;
-    return items;
 }
 
 } // namespace onf_detail

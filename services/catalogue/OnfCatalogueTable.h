@@ -11,7 +11,8 @@ namespace onf_detail {
 
 // One hand-written row. `idTypes` holds one letter for each record item, entry 0 being the key;
 // the letters are those of CatalogueIdTypeOfLetter. The record data size is not written here:
-// it follows from the format (see RecordDataSizeOfFormat) so that the two can never disagree.
+// it follows from the format's record layout (QSV_RecordLayout), so that the two can never
+// disagree.
 struct CatalogueRowDef {
     int32_t id;
     const char* name;
@@ -29,21 +30,5 @@ const CatalogueRowDef* GetCatalogueRows(size_t& count);
 // The id space that one letter of CatalogueRowDef::idTypes stands for; ID_NONE for '-' and for
 // any letter that names no space.
 QSV_IdType CatalogueIdTypeOfLetter(char letter);
-
-// What one format character stands for in a record: the bytes its item takes and its item type,
-// both 0 for a layout mark or an unknown character. An optional (lower-case) item has the size
-// and type of its mandatory form. Every record layout is derived from these two.
-size_t FormatCharSize(char c);
-BlockDataType FormatCharType(char c);
-
-// True for the characters that describe no item: `b` (a line end) and `|` (the key mark).
-bool IsLayoutMark(char c);
-
-// Bytes that a format's items 1 upward take in a record: the key (implicit, or the character in
-// front of a bar) lives in the 4-byte id field and is not counted.
-size_t RecordDataSizeOfFormat(const char* format);
-
-// Number of record items that a format describes, the key included.
-size_t ItemCountOfFormat(const char* format);
 
 } // namespace onf_detail

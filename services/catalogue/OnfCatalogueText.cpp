@@ -4,6 +4,7 @@
 #include "catalogue/OnfCatalogueTable.h"
 
 #include "QSV_Failure.h"
+#include "QSV_RecordLayout.h"
 
 namespace onf_detail {
 
@@ -54,7 +55,7 @@ const char* SampleValue(char c) {
 
 // One record of a block as text, broken into lines where a written record breaks: at `b`,
 // around lists and behind every tenth value.
-std::string SampleRecord(const std::string& format) {
+std::string SampleRecord(const QSV_RecordLayout& layout) {
     std::string text;
     size_t onLine = 0;
     auto endLine = [&]() {
@@ -62,21 +63,16 @@ std::string SampleRecord(const std::string& format) {
             text += "\n";
         onLine = 0;
     };
-    if (format.find('|') == std::string::npos) {
-        text += "1";
-        onLine = 1;
-    }
-    for (char c : format) {
-        if (onLine > 0 && onLine % 10 == 0)
+    for (const QSV_LayoutItem& item : layout.GetItems()) {
+        if (item.m_Position == std::string::npos && layout.HasKeyInFormat())
+            continue; // a bar alone names no key
+        const bool list = item.m_List != QSV_LayoutItem::LIST_KIND_NONE;
+        if ((onLine > 0 && onLine % 10 == 0) || list)
             endLine();
-        if (c == 'b' || c == 'L' || c == 'O' || c == 'D')
-            endLine();
-        if (c == 'b' || c == '|')
-            continue;
         text += onLine > 0 ? ", " : "";
-        text += SampleValue(c);
-        onLine += c == 'V' ? 3 : c == 'T' ? 6 : 1;
-        if (c == 'L' || c == 'O' || c == 'D')
+        text += SampleValue(item.m_Char);
+        onLine += item.m_NumReals > 0 ? item.m_NumReals : 1;
+        if (list || item.m_BreakBehind)
             endLine();
     }
     endLine();
@@ -94,7 +90,7 @@ void AppendMarkdownBlock(QSV_OnfId block, std::string& out) {
     for (size_t item = 0; item < chars.size(); ++item)
         out += QSV_MESSAGE("| %Iu | %s | %s | %s |\n", item, ItemTypeWord(chars[item]),
                            IdSpaceName(ItemIdType(row, item)), ItemName(row, item).c_str());
-    out += "\nA record:\n\n```\n" + SampleRecord(row.m_FormatString) + "```\n\n";
+    out += "\nA record:\n\n```\n" + SampleRecord(QSV_RecordLayout(row.m_FormatString)) + "```\n\n";
 }
 
 const char* const kMarkdownIntro =
@@ -143,11 +139,9 @@ const char* const kMarkdownIntro =
 
 std::string ItemCharsOfFormat(const std::string& format) {
     std::string chars;
-    if (format.find('|') == std::string::npos)
-        chars += 'I';
-    for (char c : format)
-        if (!IsLayoutMark(c))
-            chars += c;
+    const QSV_RecordLayout layout(format);
+    for (const QSV_LayoutItem& item : layout.GetItems())
+        chars += item.m_Char;
     return chars;
 }
 

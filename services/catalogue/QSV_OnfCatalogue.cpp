@@ -4,6 +4,7 @@
 #include "QSV_OnfCatalogue.h"
 
 #include "QSV_Failure.h"
+#include "QSV_RecordLayout.h"
 #include "catalogue/OnfCatalogueTable.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ Catalogue::Catalogue() {
         row.m_BlockName = def.name;
         row.m_ItemIdTypes = kept.data();
         row.m_NumItems = kept.size();
-        row.m_RecordDataSize = onf_detail::RecordDataSizeOfFormat(def.format);
+        row.m_RecordDataSize = QSV_RecordLayout(def.format).GetRecordDataSize();
         row.m_FormatString = def.format;
         row.m_Flags = def.flags;
         row.m_BlockIdType = kept.empty() ? ID_NONE : kept[0];

@@ -1,6 +1,5 @@
 // The block base: record layout from a format string, and the parts of the abstract interface
 // that every block can do with the rest of it.
-#include "catalogue/OnfCatalogueTable.h"
 #include "database/DatabaseDetail.h"
 
 #include <algorithm>
@@ -29,10 +28,9 @@ size_t CheckedItemOffset(const QSV_DataBlock& block, size_t item, unsigned typeM
                      static_cast<int>(type));
     }
     const size_t offset = block.GetItemBufferOffset(item);
-    // An item that overlaps the id field (a format whose key character takes no bytes) or runs
-    // past the record cannot be reached through a record buffer.
-    if (block.GetItemSize(item) < size || offset + size > bufferSize ||
-        block.GetItemRecordOffset(item) < 4) {
+    // An item too small for the access, or one that runs past the record buffer (a view of
+    // another block's layout), cannot be reached through it.
+    if (block.GetItemSize(item) < size || offset + size > bufferSize) {
         ThrowFailure(nullptr, tag, MSG_ITEM_OUTSIDE_RECORD, item, BlockNumber(block), bufferSize);
     }
     return offset;
@@ -81,15 +79,6 @@ QSV_DataBlock::IndexIterator QSV_DataBlock::End() const {
 
 // ---- Layout -------------------------------------------------------------------------------------
 
-// The catalogue owns the meaning of format characters; blocks only lay records out by it.
-size_t QSV_DataBlock::FormatCharSize(char c) {
-    return onf_detail::FormatCharSize(c);
-}
-
-BlockDataType QSV_DataBlock::FormatCharType(char c) {
-    return onf_detail::FormatCharType(c);
-}
-
 QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor) : m_Descriptor(descriptor) {
     const int id = descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID);
     if (!descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) || id < 0 ||
@@ -103,7 +92,6 @@ QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor) : m_Descripto
     m_ItemIdTypes = row.m_ItemIdTypes;
     m_NumItemIdTypes = row.m_ItemIdTypes ? row.m_NumItems : 0;
     DeriveLayout();
-    m_RecordDataSize = row.m_RecordDataSize;
 }
 
 QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor, const char* format)
@@ -113,31 +101,14 @@ QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor, const char* f
 
 QSV_DataBlock::~QSV_DataBlock() = default;
 
-// One walk over the format, as a block lays out its records: without a bar the key is the
-// implicit 4-byte id field and items start behind it; with a bar anywhere the first character
-// that is no layout mark describes the key, which lies over the id field.
+// The layout of the format, and the item types that the abstract interface hands out.
 void QSV_DataBlock::DeriveLayout() {
-    m_KeyInFormat = m_FormatString.find('|') != std::string::npos;
+    m_Layout = QSV_RecordLayout(m_FormatString);
     m_ItemTypes.clear();
-    m_ItemOffsets.assign(1, 0);
-    size_t running = m_KeyInFormat ? 0 : 4;
-    bool keyPending = m_KeyInFormat;
-    for (const char c : m_FormatString) {
-        if (IsLayoutMark(c)) {
-            continue;
-        }
-        if (keyPending) {
-            running = FormatCharSize(c);
-            keyPending = false;
-            continue;
-        }
-        m_ItemTypes.push_back(FormatCharType(c));
-        m_ItemOffsets.push_back(running);
-        running += FormatCharSize(c);
+    for (size_t item = 1; item < m_Layout.GetNumItems(); ++item) {
+        m_ItemTypes.push_back(m_Layout[item].m_Type);
     }
-    m_ItemOffsets.push_back(running);
-    // A key wider than the id field widens the record, so that no item runs past its end.
-    m_RecordDataSize = running > 4 ? running - 4 : 0;
+    m_RecordDataSize = m_Layout.GetRecordDataSize();
 }
 
 BlockDataType QSV_DataBlock::GetItemType(size_t item) const {
@@ -155,24 +126,18 @@ QSV_IdType QSV_DataBlock::GetItemIdType(size_t item) const {
 }
 
 size_t QSV_DataBlock::GetItemBufferOffset(size_t item) const {
-    if (item == 0 || item >= GetNumItems() || m_ItemOffsets[item] < 4) {
+    if (item == 0 || item >= GetNumItems()) {
         return 0;
     }
-    return m_ItemOffsets[item] - 4;
+    return m_Layout[item].m_Offset - 4;
 }
 
 size_t QSV_DataBlock::GetItemRecordOffset(size_t item) const {
-    return item < GetNumItems() ? m_ItemOffsets[item] : 0;
+    return item < GetNumItems() ? m_Layout[item].m_Offset : 0;
 }
 
 size_t QSV_DataBlock::GetItemSize(size_t item) const {
-    if (item >= GetNumItems()) {
-        return 0;
-    }
-    if (item == 0) {
-        return m_KeyInFormat ? m_ItemOffsets[1] : 4;
-    }
-    return m_ItemOffsets[item + 1] - m_ItemOffsets[item];
+    return item < GetNumItems() ? m_Layout[item].m_Size : 0;
 }
 
 // ---- Base implementations of the abstract interface ---------------------------------------------

@@ -81,15 +81,13 @@ OnfBlock::OnfBlock(const QSV_DataDescriptor& descriptor, size_t numRecords,
     InitInternalData();
 }
 
-OnfBlock::~OnfBlock() {
-    delete[] m_RecMap;
-}
+OnfBlock::~OnfBlock() = default;
 
 void OnfBlock::InitInternalData() {
-    m_NumItems = m_ItemTypes.size() + 1;
+    m_NumItems = GetLayout().GetNumItems();
+    m_RecMap = GetLayout().GetItems().data();
     m_FormatFlagBit1 = (m_FormatFlags & 2u) != 0;
     m_DirectIndexed = static_cast<uint32_t>(m_BlockIdType) > 14u;
-    InitRecMap();
     for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
         *GetRecordIdPtr(index) = ID_UNSET;
     }
@@ -97,41 +95,6 @@ void OnfBlock::InitInternalData() {
         BrelonOnfIdMap& map = m_Database.GetOnfIdMapsPool().GetOnfIdMap(m_BlockIdType);
         m_IdMap = &map;
         m_IdTrie = map.GetIdTrie();
-    }
-}
-
-void OnfBlock::InitRecMap() {
-    m_RecMap = new RecordMapEntry[m_NumItems]();
-    const std::string& format = m_FormatString;
-    m_HasKeyInFormat = !format.empty() && format.find('|') != std::string::npos;
-    size_t offset = 0;
-    size_t next = 0;
-    if (!m_HasKeyInFormat) {
-        m_RecMap[0] = RecordMapEntry{0, 4, BDT_INTEGER};
-        offset = 4;
-        next = 1;
-    }
-    for (size_t pos = 0; pos < format.size() && next < m_NumItems; ++pos) {
-        const char c = format[pos];
-        if (c == 'b' || c == '|') {
-            continue;
-        }
-        RecordMapEntry& entry = m_RecMap[next];
-        entry = RecordMapEntry{offset, FormatCharSize(c), FormatCharType(c)};
-        if (next == 0 && entry.m_Size != 4) {
-            // A key lies in the 4-byte id field; a key character of another size (a format
-            // from a file such as "R|I") must not shift the items beyond the record.
-            entry = RecordMapEntry{0, 4, BDT_INTEGER};
-        }
-        offset += entry.m_Size;
-        ++next;
-    }
-    if (offset > m_RecordDataSize + 4) {
-        onf_detail::ThrowFailure(nullptr, kTag,
-                                 "The record layout of ONF block %d (format \"%s\") needs %Iu "
-                                 "bytes, but its records hold %Iu.",
-                                 static_cast<int>(m_BlockId), format.c_str(), offset,
-                                 m_RecordDataSize + 4);
     }
 }
 

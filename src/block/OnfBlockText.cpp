@@ -286,10 +286,6 @@ struct OnfBlock::LoadContext {
     }
 };
 
-bool OnfBlock::IsValueMandatory(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
 bool OnfBlock::IsValueInvalid(const char* text, BlockDataType type, std::vector<size_t>& counters) {
     switch (type) {
     case BDT_INTEGER:
@@ -399,21 +395,16 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, int& key) {
     return FetchIndex(key);
 }
 
+// The items of the record behind its key, in the order of the layout. A line continues the
+// record only where its tokens are used up in front of a mandatory value. The layout's items are
+// those the writer writes: a format whose key is not its first character ("|IR") is read as it
+// is written, with the key's character left out, rather than from the format's second character
+// on, which would read a value of one type into an item of another.
 bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
-    const std::string& format = GetBlockFormatString();
     size_t token = 1;
-    size_t item = 1;
-    size_t skipped = 0;
-    for (size_t pos = m_HasKeyInFormat ? 1 : 0; pos < format.size(); ++pos) {
-        const char c = format[pos];
-        if (c == 'b' || c == '|') {
-            ++skipped;
-            continue;
-        }
-        if (item >= m_NumItems) {
-            break; // a format longer than its items: nothing left to store into
-        }
-        if (token >= context.NumTokens() && IsValueMandatory(c)) {
+    for (size_t item = 1; item < m_NumItems; ++item) {
+        const QSV_LayoutItem& layout = m_RecMap[item];
+        if (token >= context.NumTokens() && layout.m_Mandatory) {
             const char* line = context.lines.ExtractLine();
             if (line == nullptr) {
                 QSV_LOG(LOG_ERROR, kTag,
@@ -424,23 +415,23 @@ bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
                         context.lines.GetCurrentIdx() + 1);
                 return false;
             }
-            if (c == 'L' || c == 'O' || c == 'D') {
+            if (layout.m_List != QSV_LayoutItem::LIST_KIND_NONE) {
                 context.TakeListLine(line);
             } else {
                 context.Split(line);
             }
             token = 0;
         }
-        token = LoadItem(context, index, item, c, pos - skipped, token);
-        ++item;
+        token = LoadItem(context, index, item, token);
     }
     return true;
 }
 
-size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char c, size_t rowItem,
-                          size_t token) {
+size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, size_t token) {
     unsigned char* where = ItemPtr(index, item);
-    const BlockDataType type = m_RecMap[item].m_Type;
+    const QSV_LayoutItem& layout = m_RecMap[item];
+    const BlockDataType type = layout.m_Type;
+    const char c = layout.m_Char;
     switch (c) {
     case 'i':
     case 'r':
@@ -454,11 +445,11 @@ size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, char 
     case 'F':
         return LoadScalar(context, where, type, c, token);
     case 'S':
-        LoadString(context, where, rowItem, context.Text(token));
+        LoadString(context, where, layout.m_RowItem, context.Text(token));
         return token + 1;
     case 'V':
     case 'T':
-        return LoadReals(context, where, c == 'V' ? 3 : 6, token);
+        return LoadReals(context, where, layout.m_NumReals, token);
     case 'L':
     case 'O':
     case 'D':
@@ -719,54 +710,57 @@ void AppendStringItem(CsvLineWriter& csv, const char* text, bool endsLine) {
     csv.AppendValue(safe.c_str());
 }
 
-// Whether the value at format position `pos`, the line's `countAfter`th, is the last of its
-// line: a `b` follows or the line is full. At the end of a format without `b` the next record
-// goes on in the same line.
-bool ValueEndsLine(const std::string& format, size_t pos, size_t countAfter) {
-    const size_t next = format.find_first_not_of('|', pos + 1);
-    return next != std::string::npos && (format[next] == 'b' || countAfter % 10 == 0);
+// The key, as the reader took it: the name of a name key, else the number in the id field. A key
+// character of another kind ("R|...") names the key's room in the record, not a value of its own.
+void WriteKey(const OnfBlock& block, size_t index, RecordLine& line) {
+    const QSV_LayoutItem& key = block.GetLayout()[0];
+    if (key.m_Position == std::string::npos && block.HasKeyInFormat()) {
+        return; // a bar alone: the format names no key, and the record writes none
+    }
+    if (key.m_Char == 'S') {
+        AppendStringItem(line.csv, block.GetString(index, static_cast<OnfBlock::Item>(0)),
+                         key.m_BreakBehind);
+    } else {
+        line.csv.AppendValue(block.GetId(index));
+    }
+    ++line.count;
+}
+
+bool IsOptionalValue(char c) {
+    return c == 'i' || c == 'f' || c == 'r';
 }
 } // namespace
 
+// One record as its layout says: the key, then the items in format order, at most ten values a
+// line (counted in front of each value), a line ended where the format has `b`, and the values
+// behind an optional value on a fresh line when a mandatory one follows, since a reader moves to
+// the next line only when the tokens run out in front of a mandatory value. Unless the format
+// ends in `b`, the last values stay in the line builder and open the next record's line.
 void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
     RecordLine line{m_Helpers.m_CsvWriter, writer};
-    const std::string& format = GetBlockFormatString();
-    size_t item = 0;
-    if (!m_HasKeyInFormat) {
-        line.csv.AppendValue(GetId(index));
-        line.count = 1;
-        item = 1;
-    }
-    for (size_t pos = 0; pos < format.size(); ++pos) {
+    for (size_t item = 0; item < m_NumItems; ++item) {
+        const QSV_LayoutItem& layout = m_RecMap[item];
         if (line.count > 0 && line.count % 10 == 0) {
             line.Flush();
         }
-        const char c = format[pos];
-        if (c == 'b') {
-            const char before = pos > 0 ? format[pos - 1] : '\0';
-            if (before != 'L' && before != 'O' && line.count != 0) {
-                line.Flush();
-            }
-            continue;
-        }
-        if (c == '|') {
-            continue;
-        }
-        if (item >= m_NumItems) {
-            break;
-        }
-        if (c == 'S') {
-            AppendStringItem(line.csv, GetString(index, static_cast<Item>(item)),
-                             ValueEndsLine(format, pos, line.count + 1));
+        if (item == 0) {
+            WriteKey(*this, index, line);
+        } else if (layout.m_Char == 'S') {
+            // A string's form depends on whether it ends its line.
+            const bool endsLine =
+                layout.m_BreakBehind || (item + 1 < m_NumItems && (line.count + 1) % 10 == 0);
+            AppendStringItem(line.csv, GetString(index, static_cast<Item>(item)), endsLine);
             ++line.count;
         } else {
-            WriteItem(index, item, c, line.csv, writer, line.count);
+            WriteItem(index, item, layout.m_Char, line.csv, writer, line.count);
         }
-        const bool optional = c == 'i' || c == 'f' || c == 'r';
-        if (optional && pos + 1 < format.size() && IsValueMandatory(format[pos + 1])) {
+        if (IsOptionalValue(layout.m_Char) && layout.m_MandatoryBehind) {
             line.Flush();
         }
-        ++item;
+        const bool full = line.count > 0 && line.count % 10 == 0;
+        if (layout.m_BreakBehind ? line.count != 0 : layout.m_MarkBehind && full) {
+            line.Flush();
+        }
     }
 }
 

@@ -42,24 +42,6 @@ bool IsCatalogued(const QSV_DataDescriptor& descriptor) {
     return id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(id);
 }
 
-// Bytes of one record of a block read in `format` (its id field included), laid out as
-// QSV_DataBlock lays out a custom format: with a bar the first item lies over the id field and
-// widens it when it is wider.
-size_t RecordBytesOfFormat(const std::string& format) {
-    const bool keyInFormat = format.find('|') != std::string::npos;
-    size_t bytes = keyInFormat ? 0 : 4;
-    bool keyPending = keyInFormat;
-    for (const char c : format) {
-        if (c == 'b' || c == '|') {
-            continue;
-        }
-        bytes = keyPending ? QSV_DataBlock::FormatCharSize(c)
-                           : bytes + QSV_DataBlock::FormatCharSize(c);
-        keyPending = false;
-    }
-    return std::max<size_t>(bytes, 4);
-}
-
 // Fails before a block's declared records are made when they would hold more storage than its
 // body text allows (see onf_detail::RecordBudget). The body's bytes are counted only when the
 // records do not fit a budget of one byte a line, so ordinary blocks pay nothing.
@@ -177,7 +159,7 @@ std::unique_ptr<OnfBlock> BrelonOnfTxtDatabase::LoadPass::LoadBlock(size_t index
     OnfHelpers& helpers = *m_Database.m_Helpers;
     std::unique_ptr<OnfBlock> block;
     if (IsReadInFormat(info)) {
-        CheckRecordBudget(m_Reader, index, RecordBytesOfFormat(info.format));
+        CheckRecordBudget(m_Reader, index, QSV_RecordLayout(info.format).GetRecordSize());
         block.reset(
             new OnfBlock(info.descriptor, info.format.c_str(), numRecords, m_Database, helpers));
     } else {
