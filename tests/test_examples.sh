@@ -2,7 +2,8 @@
 # The bridge examples of examples/ are what their generator makes, and each one is a clean
 # file of its kind. Usage: test_examples.sh PATH_TO_ONF PATH_TO_GENERATOR SOURCE_DIR
 set -u
-onf="$1" generator="$2" examples="$3/examples"
+absolute() { echo "$(cd "$(dirname "$1")" && pwd)/$(basename "$1")"; }
+onf="$(absolute "$1")" generator="$(absolute "$2")" examples="$(cd "$3/examples" && pwd)"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 failures=0

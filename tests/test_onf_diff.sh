@@ -307,6 +307,11 @@ block 4711 (not in the catalogue): 2 of 3 body lines differ (0 only in A, 1 only
 u1.onf and u2.onf differ in 1 block
 EOF
 expect "diff of unknown blocks" 1 text.expected /dev/null -- diff --all u1.onf u2.onf
+# No tolerance spans an infinity or a NaN, not even a floor or a relative 1.
+printf '   -1\n4711\n3\n1, inf\n2, nan\n3, nan\n   -1\n' >f1.onf
+printf '   -1\n4711\n3\n1, -inf\n2, 1e-30\n3, nan\n   -1\n' >f2.onf
+expect "diff of infinities and NaN" 1 "" /dev/null -- diff --relative 1 --floor 1 f1.onf f2.onf
+grep -q ": 2 of 3 body lines differ$" "$work/out" || fail "infinities and NaN: $(cat "$work/out")"
 printf '   -1\n110\n2\n1, 0, 0, 1, 2, 3\n   -1\n' >short.onf
 expect "diff with a failing file" 2 /dev/null "" -- diff a.onf short.onf
 grep -q "^short.onf: error: " "$work/err" || fail "diff: the failure is not shown"

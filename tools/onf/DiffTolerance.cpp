@@ -70,6 +70,9 @@ bool Tolerance::Agree(double a, double b) const {
     if (ignore || a == b || (std::isnan(a) && std::isnan(b))) {
         return true;
     }
+    if (!std::isfinite(a) || !std::isfinite(b)) { // no tolerance spans a NaN or an infinity
+        return false;
+    }
     const double difference = std::fabs(a - b);
     const double larger = std::max(std::fabs(a), std::fabs(b));
     return difference <= absolute || difference <= relative * larger || larger < floor;
