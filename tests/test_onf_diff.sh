@@ -281,6 +281,27 @@ block 210 ONF ELEMENT GROUP DEFINITION: 1 of 1 group differs
 r1.onf and r5.onf differ in 1 block
 EOF
 expect "diff of result groups" 1 groups.expected /dev/null -- diff --all r1.onf r5.onf
+# A tolerance file of result files names fields by their titles, blanks and all.
+sed 's/^Density$/Relative density/' r1.onf >spaced1.onf
+sed 's/^Density$/Relative density/' r2.onf >spaced2.onf
+expect "summary of a result file" 0 /dev/null /dev/null -- diff --summary fields.tol spaced1.onf
+grep -q '^740:Relative density = rel:1e-06  # ONF OPT Result Element Scalar Value "Relative density", 2 iterations: 4 values from 0.25 to 1$' \
+    fields.tol || fail "summary of a result file: $(cat fields.tol)"
+expect "summary of a result file used" 1 "" /dev/null -- diff --tol-file fields.tol spaced1.onf spaced2.onf
+sed -e 's/^740:Relative density = rel:1e-06/740:Relative density = abs:0.5/' \
+    -e 's/^730:Displacement = rel:1e-06/730:Displacement = abs:0.25/' fields.tol >loose.tol
+expect "summary of a result file loosened" 0 /dev/null /dev/null -- \
+    diff --tol-file loose.tol spaced1.onf spaced2.onf
+expect "json of result files" 1 "" /dev/null -- diff --json r1.onf r2.onf
+/usr/bin/python3 - "$work/out" <<'PY' || fail "json of result files: unexpected document"
+import json, sys
+doc = json.load(open(sys.argv[1]))
+assert doc["entries_differing"] == 2 and doc["blocks_differing"] == 0, doc
+density = doc["sections"][1]
+assert (density["block"], density["title"], density["iteration_a"], density["iteration_b"]) == (740, "Density", 2, 2), density
+assert (density["unit"], density["count"], density["differing"], density["l2_norm"]) == ("element", 2, 1, 0.5), density
+assert density["largest_relative"]["at"] == "element 2", density
+PY
 expect "--iterations of a model" 2 /dev/null "" -- diff --iterations last a.onf b.onf
 expect "--global of a result file" 2 /dev/null "" -- diff --global r1.onf r2.onf
 expect "a bad iteration selection" 2 /dev/null "" -- diff --iterations 3-1 r1.onf r2.onf

@@ -246,7 +246,8 @@ void ItemRange::Add(double value) {
 bool WriteToleranceFile(FILE* out, const std::string& source, const ToleranceTable& table,
                         const std::vector<ItemRange>& ranges) {
     std::fprintf(out,
-                 "# Tolerances of onf diff for files like %s (onf diff --tol-file FILE A B).\n"
+                 "# Tolerances of onf diff for files like %s,\n"
+                 "# read by onf diff --tol-file FILE A B.\n"
                  "# A rule a line, SELECTOR = SPEC: SELECTOR is BLOCK or BLOCK:ITEM (an item\n"
                  "# number or an entry title), \"default\" or \"positions\"; SPEC is abs:A, "
                  "rel:R,\n# floor:F joined by commas, exact or ignore. Later rules win.\n",
