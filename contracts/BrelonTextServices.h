@@ -11,6 +11,7 @@
 #include <fstream>
 #include <istream>
 #include <memory>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -166,6 +167,106 @@ public:
     // fopen with a wide name and mode. "wt" and "at" open as "w" and "a" (any "t" is dropped);
     // null on failure (errno as fopen leaves it) or when either argument is null.
     static FILE* wfopen(const wchar_t* name, const wchar_t* mode);
+};
+
+// A file being written so that its old content survives a failed write. Opened to replace a file,
+// it writes a temporary file beside the target and puts it in the target's place only when the
+// new content is complete (Commit); until then, and whenever writing or completing fails, the old
+// file stays as it was. Targets that must not be replaced are written in place:
+//   - a symbolic link is followed, and the file it names is replaced (the link stays a link);
+//   - a device, a pipe or another file that is not a regular one is written directly, never
+//     replaced or removed (its content cannot be kept anyway);
+//   - a regular file with more than one name (hard links), or one in a folder where no temporary
+//     file can be made, is staged in a temporary file and copied into place on Commit, so that
+//     its other names see the new content; a failure before Commit leaves it untouched.
+// A replaced file keeps its permission bits (and, where the process may set them, its owner and
+// group). Opened to append, the file is written in place and a failure cuts it back to its old
+// length. Errors come back as false with errno set; the caller words them.
+class BrelonOutputFile {
+public:
+    enum Mode {
+        REPLACE = 0, // the new content replaces the file (or makes it)
+        APPEND = 1,  // the new content goes behind the file's content (or makes it)
+    };
+
+    BrelonOutputFile() = default;
+    // Writes to an open stream, which it does not own: Commit only flushes it.
+    explicit BrelonOutputFile(FILE* stream);
+    // Discards what was written unless Commit has completed the file.
+    ~BrelonOutputFile();
+    BrelonOutputFile(const BrelonOutputFile&) = delete;
+    BrelonOutputFile& operator=(const BrelonOutputFile&) = delete;
+
+    // Opens `path` (UTF-8) for writing. False, with errno set and nothing changed, when the file
+    // cannot be written: a missing folder, a folder in its place, a file the process may not
+    // write (read-only, immutable), and the like.
+    bool Open(const std::string& path, Mode mode);
+    bool IsOpen() const { return m_Stream != nullptr; }
+    // Writes bytes; false with errno set when the stream has failed. Buffered: an error of the
+    // file system may show only at Flush or Commit.
+    bool Write(const char* bytes, size_t size);
+    // Writes `line` (up to its NUL) and a line feed, as Write does.
+    bool PutLine(const char* line);
+    // Hands what is buffered to the system; false with errno set when that fails.
+    bool Flush();
+    // Completes the file: flushes it, has the system store it (fsync), closes it and puts it in
+    // place of the old file. False with errno set when any step fails; the new content is then
+    // discarded and the old file is as it was (a file staged for copying can be cut short only
+    // when the copy itself fails). Closed afterwards in either case.
+    bool Commit();
+    // Gives up what was written: a temporary file is removed, an appended file cut back to its
+    // old length; a file written directly keeps what reached it. Closed afterwards.
+    void Discard();
+
+    // Removes the temporary files of every output file of the process that is neither committed
+    // nor discarded. Async-signal-safe: meant for a program's handler of a signal that ends it.
+    static void RemoveTemporaries();
+    // Test seam: from now on the `n`-th write, flush or step of completing a file (1: the next
+    // one) fails with `error`, and with `persistent` every one after it as well, until this is
+    // called again; n = 0 ends the plan. Process-wide, for tests of the callers' failure paths.
+    static void InjectFaults(size_t n, int error, bool persistent);
+
+private:
+    enum Kind {
+        BORROWED, // a stream of the caller's
+        DIRECT,   // the target itself, not regular: written in place
+        RENAMED,  // a temporary file that replaces the target
+        COPIED,   // a temporary file copied into the target
+        APPENDED, // the target itself, cut back on failure
+    };
+    bool OpenReplacing(const std::string& path);
+    bool OpenAppending(const std::string& path);
+    bool OpenTemporary(const std::string& folder, const std::string& name);
+    bool CommitTemporary();
+    bool CopyIntoTarget();
+    void Forget();
+
+    FILE* m_Stream = nullptr;
+    Kind m_Kind = BORROWED;
+    std::string m_Target;    // the file that Commit completes
+    std::string m_Temporary; // the temporary file of RENAMED and COPIED
+    int m_Slot = -1;         // its entry for RemoveTemporaries, -1 when it has none
+    long long m_OldSize = 0; // APPENDED: the length to cut back to
+    int m_RollbackFd = -1;   // APPENDED: a descriptor that outlives the stream
+};
+
+// The stream buffer of a std::ostream that writes into a BrelonOutputFile, for text made with
+// stream operators. A write the file refuses makes the stream fail; the file stays open, and its
+// owner commits or discards it.
+class BrelonOutputFileBuf : public std::streambuf {
+public:
+    explicit BrelonOutputFileBuf(BrelonOutputFile& file);
+    ~BrelonOutputFileBuf() override;
+
+protected:
+    int_type overflow(int_type c) override;
+    int sync() override;
+
+private:
+    bool Drain();
+
+    BrelonOutputFile& m_File;
+    char m_Buffer[1 << 13];
 };
 
 // Paths as wide strings, with "/" as the folder separator.

@@ -117,6 +117,10 @@ public:
                   OnfBlockLoadListener& listener);
     // Writes the file header (WRITE_NEW writers only) and every block of the set.
     void WriteSet(OnfBlockTextWriter& writer) const;
+    // Writes the set (header included) as the file `path`, through a WRITE_NEW writer that it
+    // closes: the new file takes the old one's place only when complete, and a failure (from the
+    // writer, a block or the file system) leaves the old file as it was.
+    void WriteFile(const std::wstring& path) const;
     // Makes the index lists of every block's id-typed list items from their external ids.
     void UpdateForExport();
     // Removes all blocks and list pools; the strings pool keeps its contents.

@@ -11,6 +11,13 @@
 
 // The line sink through which ONF text leaves the engine: each line goes to a file stream with a
 // line end; a failed write becomes a QSV_Failure.
+//
+// A writer on a file name never destroys the file's old content: it writes a BrelonOutputFile,
+// whose new content takes the file's place only when complete. Close() completes it and reports
+// a failure; the destructor completes it too unless a failure is passing through (a save that
+// fails half-way leaves the old file as it was), and then discards the new content. A symbolic
+// link is written through, a device or pipe directly; WRITE_APPEND cuts the file back to its old
+// length when the write fails.
 class OnfBlockTextWriter : public TextLinesWriter {
 public:
     enum WriteMode {
@@ -21,10 +28,12 @@ public:
     // Writes to an open stream, which it does not own and never closes. Reports WRITE_APPEND,
     // so no file header is written through it.
     explicit OnfBlockTextWriter(FILE* stream);
-    // Opens `name` (WRITE_NEW: "wt", WRITE_APPEND: "at") and owns the stream. Fails with
-    // "Unable to open file: %s" if it cannot be opened or `mode` is neither.
+    // Opens `name` (WRITE_NEW: the new file replaces the old one when complete; WRITE_APPEND:
+    // lines go behind its content). Fails with "Unable to open file: %s" if it cannot be written
+    // or `mode` is neither; the file is then as it was.
     OnfBlockTextWriter(const wchar_t* name, WriteMode mode);
-    // Closes the stream if owned; errors of closing are ignored.
+    // Completes the file as Close() does, errors ignored, unless an exception thrown after the
+    // writer was made is passing through; then the new content is discarded.
     ~OnfBlockTextWriter() override;
     OnfBlockTextWriter(const OnfBlockTextWriter&) = delete;
     OnfBlockTextWriter& operator=(const OnfBlockTextWriter&) = delete;
@@ -40,13 +49,17 @@ public:
     // Hands the stream's buffer to the system and fails as WriteLine does if that fails, so
     // that an error the buffer has hidden so far (a full disk) is not lost at closing time.
     void Flush();
+    // Completes the file: flushed, stored by the system and put in place of the old one (a
+    // stream of the caller's is only flushed). Fails as WriteLine does, and the old file is then
+    // as it was. Lines written afterwards fail with "Unable to write into ONF file: %s".
+    void Close();
 
 private:
     [[noreturn]] void ThrowWriteError() const;
 
     std::wstring m_FileName;
-    FILE* m_Stream = nullptr;
-    bool m_OwnsStream = false;
+    BrelonOutputFile m_Output;
     size_t m_NumLines = 0;
     WriteMode m_Mode = WRITE_APPEND;
+    int m_UncaughtAtStart = 0; // exceptions in flight when the writer was made
 };

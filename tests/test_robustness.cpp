@@ -18,8 +18,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
 
 #include <climits>
 #include <cstdio>
@@ -161,6 +165,145 @@ TEST(WriteFaults, AReadOnlyFileIsRefusedAndKeepsItsContent) {
         ExpectFailure([&] { c.write(path); }, "", kWriterTag, "Unable to open file: " + path);
         EXPECT_EQ(Get(path), "# kept\n");
     }
+}
+
+// Names in `folder` that start with a dot: the temporary files a save makes beside its target.
+std::vector<std::string> Temporaries(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name[0] == '.') {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+// Every write, flush and completing step of a save fails in turn, once and for good: until the
+// save gets through, the old file stays byte for byte and no temporary file is left behind.
+TEST(WriteFaults, ASaveThatFailsAtAnyStepLeavesTheOldFile) {
+    for (const WriteCase& c : WriteCases()) {
+        for (const bool persistent : {false, true}) {
+            SCOPED_TRACE(std::string(c.kind) + (persistent ? ", faults persist" : ", one fault"));
+            const std::string path = Put(std::string("kept_") + c.kind + ".onf", "# old\n");
+            size_t n = 1;
+            for (bool failed = true; failed; ++n) {
+                BrelonOutputFile::InjectFaults(n, ENOSPC, persistent);
+                try {
+                    c.write(path);
+                    failed = false;
+                } catch (const QSV_Failure&) {
+                }
+                BrelonOutputFile::InjectFaults(0, 0, false);
+                ASSERT_TRUE(!failed || Get(path) == "# old\n") << "fault at step " << n;
+            }
+            EXPECT_GT(n, 4u); // lines, the flush, storing and replacing each failed once
+            EXPECT_NE(Get(path), "# old\n");
+            EXPECT_EQ(Temporaries(Dir()), std::vector<std::string>());
+        }
+    }
+}
+
+// A file size limit strikes in the middle of a model; the old file is what stays.
+TEST(WriteFaults, AFileSizeLimitLeavesTheOldFile) {
+    const std::string path = Put("limited.onf", "# old\n");
+    rlimit saved;
+    getrlimit(RLIMIT_FSIZE, &saved);
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = saved;
+    limit.rlim_cur = 1 << 16;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    OnfModelFile model(Wide(path), nullptr);
+    for (int id = 1; id <= 10000; ++id) {
+        model.AppendNode(id, 0, 0, 1.0 / id, 2.0, 3.0);
+    }
+    const QSV_Failure failure = Failure([&] { model.Write(); });
+    setrlimit(RLIMIT_FSIZE, &saved);
+    EXPECT_NE(failure.GetMessage().find("System error message: File too large"), std::string::npos)
+        << failure.GetMessage();
+    EXPECT_EQ(Get(path), "# old\n");
+    EXPECT_EQ(Temporaries(Dir()), std::vector<std::string>());
+}
+
+// Only a regular file is replaced: a link stays a link to the file it names, a file of two names
+// changes under both, and a device is written as it is, failing or not.
+TEST(WriteFaults, LinksAndDevicesKeepWhatTheyAre) {
+    const std::string target = Put("linked.onf", "# old\n");
+    const std::string link = Dir() + "link.onf";
+    const std::string second = Dir() + "second_name.onf";
+    std::filesystem::remove(link);
+    std::filesystem::remove(second);
+    std::filesystem::create_symlink(target, link);
+    std::filesystem::create_hard_link(target, second);
+    OnfModelFile model(Wide(link), nullptr);
+    model.AppendNode(7, 0, 0, 1.0, 2.0, 3.0);
+    model.Write();
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_NE(Get(target).find("\n7, 0, 0"), std::string::npos) << Get(target);
+    EXPECT_EQ(Get(second), Get(target));
+    EXPECT_EQ(std::filesystem::hard_link_count(target), 2u);
+
+    model.SetFilename(Wide("/dev/null"));
+    model.Write();
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    model.SetFilename(Wide("/dev/full"));
+    EXPECT_THROW(model.Write(), QSV_Failure);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
+}
+
+// The new file keeps the old one's permission bits; until it is complete it is a hidden file
+// beside the target, which a program's signal handler can remove.
+TEST(WriteFaults, AReplacedFileKeepsItsModeAndItsTemporaryCanBeRemovedOnASignal) {
+    const std::string path = Put("mode.onf", "# old\n");
+    chmod(path.c_str(), 0640);
+    BrelonOutputFile file;
+    ASSERT_TRUE(file.Open(path, BrelonOutputFile::REPLACE));
+    ASSERT_TRUE(file.PutLine("# new"));
+    EXPECT_EQ(Temporaries(Dir()).size(), 1u);
+    ASSERT_TRUE(file.Commit());
+    struct stat info;
+    stat(path.c_str(), &info);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+    EXPECT_EQ(Get(path), "# new\n");
+
+    ASSERT_TRUE(file.Open(path, BrelonOutputFile::REPLACE));
+    BrelonOutputFile::RemoveTemporaries();
+    EXPECT_EQ(Temporaries(Dir()), std::vector<std::string>());
+    EXPECT_FALSE(file.Commit());
+    EXPECT_EQ(Get(path), "# new\n");
+}
+
+// Lines appended to a file are taken back when the write fails before the writer is done.
+TEST(WriteFaults, AFailedAppendCutsTheFileBackToItsOldLength) {
+    const std::string path = Put("appended.onf", "# old\n");
+    for (const bool fails : {true, false}) {
+        try {
+            OnfBlockTextWriter writer(Wide(path).c_str(), OnfBlockTextWriter::WRITE_APPEND);
+            writer.WriteLine("one");
+            writer.Flush();
+            BrelonOutputFile::InjectFaults(fails ? 1 : 0, EIO, false);
+            writer.WriteLine("two");
+        } catch (const QSV_Failure&) {
+        }
+        EXPECT_EQ(Get(path), fails ? "# old\n" : "# old\none\ntwo\n");
+    }
+}
+
+// The result file reports no failure of its own; a write that fails keeps the old file all the
+// same.
+TEST(WriteFaults, TheResultFileKeepsItsOldContentUntilWrittenWhole) {
+    const std::string whole = Dir() + "result_whole.onf";
+    ONFOptResultFile(Wide(whole)).Write();
+    const std::string path = Put("result_kept.onf", "# old\n");
+    size_t n = 1;
+    for (; Get(path) == "# old\n"; ++n) {
+        ASSERT_LT(n, 100u);
+        BrelonOutputFile::InjectFaults(n, EIO, false);
+        ONFOptResultFile(Wide(path)).Write();
+        BrelonOutputFile::InjectFaults(0, 0, false);
+    }
+    EXPECT_GT(n, 3u);
+    EXPECT_EQ(Get(path), Get(whole));
 }
 
 // The result file's Write reports nothing when the file cannot be opened; it leaves no file.

@@ -4,5 +4,6 @@ target_sources(BrelonOnfEngine PRIVATE
     services/text/NumberText.cpp
     services/text/LineWriters.cpp
     services/text/ListFormat.cpp
-    services/text/FileServices.cpp)
+    services/text/FileServices.cpp
+    services/text/OutputFile.cpp)
 onf_add_test(test_text_services tests/test_text_services.cpp)

@@ -5,7 +5,6 @@
 #include "BrelonLineInput.h"
 #include "OnfAddedMaterialDetail.h"
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 #include "OnfConstants.h"
 #include "QSV_Failure.h"
 
@@ -128,8 +127,7 @@ void OnfModifFile::Read() {
 void OnfModifFile::Write() const {
     QSV_LOG(LOG_INFO, kTag, "Writing ONF modification file %s",
             BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
-    OnfBlockTextWriter writer(m_FileName.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    WriteSet(writer);
+    WriteFile(m_FileName);
 }
 
 void OnfModifFile::ReadSpecialModInstruction() {

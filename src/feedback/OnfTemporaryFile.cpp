@@ -4,7 +4,6 @@
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 #include "block/OnfBlockDetail.h"
 
 using namespace QSV_DataRecordItem;
@@ -80,11 +79,8 @@ void OnfTemporaryFile::ReadFrom(std::wstring const& path) {
     LoadFrom(reader, LOAD_REPLACE_BLOCKS);
 }
 
-// Flushed before the writer closes, so that an error the stream buffer hid is not lost.
 void OnfTemporaryFile::WriteTo(std::wstring const& path) const {
-    OnfBlockTextWriter writer(path.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    WriteSet(writer);
-    writer.Flush();
+    WriteFile(path);
 }
 
 // ---- Loadcase map (900) and marlo loadcases (901) -----------------------------------------------

@@ -5,7 +5,6 @@
 #include "BrelonLineInput.h"
 #include "BrelonTextServices.h"
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 #include "QSV_Failure.h"
 #include "block/OnfBlockDetail.h"
 
@@ -296,9 +295,7 @@ void OnfGroupsFile::RenameDuplicatedNames(QSV_OnfId block, const char* word) {
 void OnfGroupsFile::Write() const {
     QSV_LOG(LOG_INFO, kTag, "Writing ONF group file %s",
             BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
-    OnfBlockTextWriter writer(m_FileName.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    WriteSet(writer);
-    writer.Flush();
+    WriteFile(m_FileName);
 }
 
 // Order counts: the same members in another order are another group.

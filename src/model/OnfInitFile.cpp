@@ -2,7 +2,6 @@
 #include "OnfInitFile.h"
 
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 
 using namespace QSV_DataRecordItem;
 
@@ -44,7 +43,5 @@ void OnfInitFile::Read() {
 
 // Flushed before the writer closes, so that an error the stream buffer hid is not lost.
 void OnfInitFile::Write() const {
-    OnfBlockTextWriter writer(m_FileName.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    WriteSet(writer);
-    writer.Flush();
+    WriteFile(m_FileName);
 }

@@ -3,7 +3,6 @@
 
 #include "BrelonLineInput.h"
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 #include "OnfModelFileDetail.h"
 #include "QSV_Failure.h"
 
@@ -107,8 +106,7 @@ void OnfModelFile::Read() {
 
 void OnfModelFile::Write() const {
     QSV_LOG(LOG_INFO, kModelTag, "Writing ONF input file %s", Utf8(m_FileName).c_str());
-    OnfBlockTextWriter writer(m_FileName.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    WriteSet(writer);
+    WriteFile(m_FileName);
 }
 
 void OnfModelFile::Clear() {

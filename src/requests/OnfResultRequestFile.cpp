@@ -2,7 +2,6 @@
 #include "OnfResultRequestFile.h"
 
 #include "OnfBlockTextReader.h"
-#include "OnfBlockTextWriter.h"
 #include "OnfResultRequestFileDetail.h"
 #include "QSV_Failure.h"
 
@@ -250,8 +249,7 @@ void OnfResultRequestFile::Write(const GroupItems& groups) const {
     RebuildOnfBlocks(set);
     WriteGroups(groups, ITEM_TYPE_NODE, set);
     WriteGroups(groups, ITEM_TYPE_ELEMENT, set);
-    OnfBlockTextWriter writer(m_FileName.c_str(), OnfBlockTextWriter::WRITE_NEW);
-    set.WriteSet(writer);
+    set.WriteFile(m_FileName);
 }
 
 // Only sensitivity requests are written: the solver interface that reads the file back needs

@@ -77,15 +77,19 @@ void ONFOptResultFile::Read() {
     }
 }
 
+// A file that cannot be made, and a failed write, go unreported here. The new text takes the old
+// file's place only when written whole, so that a failure at least leaves the old file as it was.
 void ONFOptResultFile::Write() const {
-    std::unique_ptr<std::ofstream> os =
-        BrelonStream::create_ofstream(m_FileName, BrelonStream::OFSTREAM_TRUNCATE);
-    if (!os) {
+    BrelonOutputFile file;
+    if (!file.Open(BrelonStringUtil::wide_to_utf8(m_FileName.c_str()), BrelonOutputFile::REPLACE)) {
         return;
     }
-    *os << *this;
-    // A failed close marks the stream, which goes with it: write errors are not reported.
-    os->close();
+    BrelonOutputFileBuf buffer(file);
+    std::ostream os(&buffer);
+    os << *this;
+    if (os.flush()) {
+        file.Commit();
+    }
 }
 
 namespace {

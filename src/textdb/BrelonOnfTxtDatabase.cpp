@@ -145,8 +145,7 @@ void BrelonOnfTxtDatabase::ReleaseDb(bool) {
         if (m_FilePath.empty()) {
             PrepareFileName(std::wstring(), m_FileName, m_FilePath);
         }
-        OnfBlockTextWriter writer(m_FilePath.c_str(), OnfBlockTextWriter::WRITE_NEW);
-        WriteSet(writer);
+        WriteFile(m_FilePath);
     }
     m_DataBlockSet.Clear();
     ReInitPools();
@@ -201,6 +200,12 @@ void BrelonOnfTxtDatabase::WriteSet(OnfBlockTextWriter& writer) const {
     m_DataBlockSet.FlushToDisk();
     m_ActiveWriter = nullptr;
     writer.Flush();
+}
+
+void BrelonOnfTxtDatabase::WriteFile(const std::wstring& path) const {
+    OnfBlockTextWriter writer(path.c_str(), OnfBlockTextWriter::WRITE_NEW);
+    WriteSet(writer);
+    writer.Close();
 }
 
 void BrelonOnfTxtDatabase::UpdateForExport() {

@@ -1,4 +1,4 @@
-// The ONF line sink over a standard file stream.
+// The ONF line sink over an output file that keeps its old content until the new one is complete.
 #include "OnfBlockTextWriter.h"
 
 #include "BrelonLineInput.h"
@@ -6,64 +6,56 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|OnfBlockTextWriter";
 
-// Files of this writer reach 150 MB; a larger stream buffer than the default halves the number
-// of system calls. It is still the stream's own buffer: the writer keeps none of its own.
-constexpr size_t kStreamBufferSize = size_t(1) << 18;
-
-const wchar_t* OpenMode(OnfBlockTextWriter::WriteMode mode) {
-    switch (mode) {
-    case OnfBlockTextWriter::WRITE_NEW:
-        return L"wt";
-    case OnfBlockTextWriter::WRITE_APPEND:
-        return L"at";
-    }
-    return nullptr;
+std::string Utf8(const std::wstring& name) {
+    return BrelonStringUtil::wide_to_utf8(name.c_str());
 }
 } // namespace
 
-OnfBlockTextWriter::OnfBlockTextWriter(FILE* stream) : m_Stream(stream), m_Mode(WRITE_APPEND) {}
+OnfBlockTextWriter::OnfBlockTextWriter(FILE* stream)
+    : m_Output(stream), m_Mode(WRITE_APPEND), m_UncaughtAtStart(std::uncaught_exceptions()) {}
 
 OnfBlockTextWriter::OnfBlockTextWriter(const wchar_t* name, WriteMode mode)
-    : m_FileName(name ? name : L""), m_OwnsStream(true), m_Mode(mode) {
-    const wchar_t* openMode = OpenMode(mode);
-    if (openMode != nullptr) {
-        m_Stream = BrelonFileUtil::wfopen(m_FileName.c_str(), openMode);
-    }
-    if (m_Stream == nullptr) {
+    : m_FileName(name ? name : L""), m_Mode(mode), m_UncaughtAtStart(std::uncaught_exceptions()) {
+    const bool known = mode == WRITE_NEW || mode == WRITE_APPEND;
+    if (!known || !m_Output.Open(Utf8(m_FileName), mode == WRITE_NEW ? BrelonOutputFile::REPLACE
+                                                                     : BrelonOutputFile::APPEND)) {
         onf_detail::ThrowFailure(nullptr, kTag, "Unable to open file: %s",
-                                 BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
+                                 Utf8(m_FileName).c_str());
     }
-    setvbuf(m_Stream, nullptr, _IOFBF, kStreamBufferSize);
 }
 
 OnfBlockTextWriter::~OnfBlockTextWriter() {
-    if (m_OwnsStream && m_Stream != nullptr) {
-        fclose(m_Stream);
+    if (std::uncaught_exceptions() > m_UncaughtAtStart) {
+        m_Output.Discard();
+    } else {
+        m_Output.Commit();
     }
 }
 
 void OnfBlockTextWriter::WriteLine(const char* line) {
-    if (m_Stream == nullptr) {
+    if (!m_Output.IsOpen()) {
         onf_detail::ThrowFailure(nullptr, kTag, "Unable to write into ONF file: %s",
-                                 BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
+                                 Utf8(m_FileName).c_str());
     }
-    fputs(line != nullptr ? line : "", m_Stream);
-    fputc('\n', m_Stream);
-    if (ferror(m_Stream)) {
+    if (!m_Output.PutLine(line)) {
         ThrowWriteError();
     }
     ++m_NumLines;
 }
 
 void OnfBlockTextWriter::Flush() {
-    if (m_Stream == nullptr) {
-        return;
+    if (!m_Output.Flush()) {
+        ThrowWriteError();
     }
-    if (fflush(m_Stream) != 0 || ferror(m_Stream)) {
+}
+
+void OnfBlockTextWriter::Close() {
+    if (!m_Output.Commit()) {
         ThrowWriteError();
     }
 }
@@ -74,5 +66,5 @@ void OnfBlockTextWriter::ThrowWriteError() const {
         nullptr, kTag,
         "An error occurred while writing to file: %s\nLine: %Iu\nSystem error message: %s\nDisk "
         "full?",
-        BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str(), m_NumLines, strerror(error));
+        Utf8(m_FileName).c_str(), m_NumLines, strerror(error));
 }
