@@ -24,6 +24,7 @@ class FloatingPointFormatter;
 class OnfBlock;
 class OnfBlockTextWriter;
 class OnfHelpers;
+struct OnfBlockContext;
 class TextLineFormatter;
 class TextLineSplitter;
 
@@ -133,8 +134,6 @@ public:
     const std::string& GetUserHeader() const { return m_UserHeader; }
     void SetUserHeader(const std::string& header) { m_UserHeader = header; }
 
-    // The writer that WriteSet is writing through, null outside WriteSet.
-    OnfBlockTextWriter* GetActiveWriter() const { return m_ActiveWriter; }
     const std::wstring& GetFileName() const { return m_FileName; }
     // The full path that InitDb worked out.
     const std::wstring& GetFilePath() const { return m_FilePath; }
@@ -161,6 +160,8 @@ private:
     std::wstring m_FilePath;
     BrelonOnfIdMapsPool m_IdMapsPool;
     OnfHelpers* m_Helpers = nullptr;
+    // What every block of this database sees of it.
+    OnfBlockContext* m_BlockContext = nullptr;
     BrelonStringsPool* m_StringsPool = nullptr;
     BrelonPackedIntListsPool* m_PackedIntLists = nullptr;
     TextLineSplitter* m_Splitter = nullptr;
@@ -172,7 +173,6 @@ private:
     std::vector<int>* m_FirstIntList = nullptr;
     std::vector<int>* m_FirstIdxList = nullptr;
     std::vector<double>* m_FirstRealList = nullptr;
-    mutable OnfBlockTextWriter* m_ActiveWriter = nullptr;
     std::string m_UserHeader;
     std::string m_Header;
     QSV_DatabaseDefs::AccessMode m_AccessMode;

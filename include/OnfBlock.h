@@ -6,9 +6,10 @@
 // values and addresses items by number; the abstract interface inherited from QSV_DataBlock
 // (GetRecord, SetRecord, GetInteger, ...) speaks in indices of the database's id maps.
 //
-// Lifetime: a block belongs to its database (BrelonOnfTxtDatabase) and holds references to it
-// and to its OnfHelpers, so no block outlives its database. Not thread-safe: all blocks of one
-// database share a splitter and a line builder, so one block at a time may load or write.
+// Lifetime: a block belongs to its database and holds a reference to the context that the
+// database made for its blocks (OnfBlockContext: id maps, pools, text tools), so no block outlives
+// its database. Not thread-safe: all blocks of one database share a splitter and a line builder,
+// so one block at a time may load or write.
 #pragma once
 
 #include "BrelonContainers.h"
@@ -22,7 +23,6 @@
 #include <string>
 #include <vector>
 
-class BrelonOnfTxtDatabase;
 class CsvLineWriter;
 class FloatingPointFormatter;
 class QSV_IdMap;
@@ -53,6 +53,17 @@ public:
     CsvLineWriter& m_CsvWriter;
     FloatingPointFormatter& m_FloatFormatter;
     TextLineFormatter& m_LineFormatter;
+};
+
+// What a block sees of the database that holds it: the id maps that its key and items draw on,
+// and the pools and text tools that its records share. The database makes one for all its blocks
+// and outlives them.
+struct OnfBlockContext {
+    QSV_IdMapsPool& m_IdMaps;
+    // The trie inside the id map of each id type, by type, so that a block finds a record by id
+    // without a virtual call; null for a type whose map keeps none.
+    const BrelonRadixTrieMap<int, size_t>* m_IdTries[ID_NONE + 1];
+    OnfHelpers& m_Helpers;
 };
 
 // One item's value as a raw copy of its bytes, with its type. 48 bytes hold a tensor.
@@ -99,11 +110,10 @@ public:
     // A custom block with an explicit format text; block id -1, every item without id type.
     // Reserves `numRecords` records (all ID_UNSET). Blocks are made by their database.
     OnfBlock(const QSV_DataDescriptor& descriptor, const char* format, size_t numRecords,
-             BrelonOnfTxtDatabase& database, OnfHelpers& helpers);
+             OnfBlockContext& context);
     // A catalogued block: format, sizes and id types from the catalogue row of the
     // descriptor's item 1. Reserves `numRecords` records (all ID_UNSET).
-    OnfBlock(const QSV_DataDescriptor& descriptor, size_t numRecords,
-             BrelonOnfTxtDatabase& database, OnfHelpers& helpers);
+    OnfBlock(const QSV_DataDescriptor& descriptor, size_t numRecords, OnfBlockContext& context);
     ~OnfBlock() override;
     OnfBlock(const OnfBlock&) = delete;
     OnfBlock& operator=(const OnfBlock&) = delete;
@@ -216,6 +226,9 @@ public:
     // Writes header comments, markers, descriptor, format, number, count and records in
     // ascending unsigned id order.
     void WriteBlock(TextLinesWriter& writer) const;
+    // Makes the external-id lists of list items with an id type available as indices, as a
+    // block read from a file with all its records has them.
+    void UpdateIdIntLists();
 
     // ---- Abstract interface (indices of the id maps) -----------------------------------------
     void SetRecord(size_t index, const QSV_DataRecord& record) override;
@@ -244,7 +257,8 @@ public:
     void GetString(size_t stringId, std::string& text) const override;
     size_t SetString(const std::string& text) override;
     void DeleteData() override;
-    // Writes the block through the database's active writer.
+    // Does nothing: a block is written by WriteBlock, to the writer that its database's WriteSet
+    // hands it.
     void SaveData() const override;
     // The record's bytes as stored: integer items hold external ids. Always true.
     bool GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const override;
@@ -256,11 +270,7 @@ protected:
     void WriteRecord(size_t index, TextLinesWriter& writer) const;
 
 private:
-    friend class BrelonOnfTxtDatabase;
-
     void InitInternalData();
-    // Makes the external-id lists of list items with an id type available as indices.
-    void UpdateIdIntLists();
     QSV_IdType DetermineIdType(size_t item) const;
     bool FetchRecord(size_t index);
     int* GetRecordIdPtr(size_t index);
@@ -311,5 +321,5 @@ private:
     // The items of the record layout (GetLayout()), held here for the record accesses.
     const QSV_LayoutItem* m_RecMap = nullptr;
     bool m_FormatFlagBit1 = false;
-    BrelonOnfTxtDatabase& m_Database;
+    OnfBlockContext& m_Context;
 };

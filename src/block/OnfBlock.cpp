@@ -8,8 +8,6 @@
 #include "OnfBlock.h"
 #include "OnfBlockDetail.h"
 
-#include "BrelonOnfIdMap.h"
-#include "BrelonOnfTxtDatabase.h"
 #include "BrelonTextServices.h"
 #include "OnfConstants.h"
 #include "QSV_Failure.h"
@@ -63,21 +61,21 @@ OnfHelpers::~OnfHelpers() = default;
 // ---- Construction -----------------------------------------------------------------------------
 
 OnfBlock::OnfBlock(const QSV_DataDescriptor& descriptor, const char* format, size_t numRecords,
-                   BrelonOnfTxtDatabase& database, OnfHelpers& helpers)
+                   OnfBlockContext& context)
     : QSV_DataBlock(descriptor, format), m_BlockId(static_cast<QSV_OnfId>(-1)),
       m_NumExpectedRecords(numRecords),
-      m_Records(m_RecordDataSize + 4, numRecords, numRecords / 10), m_Helpers(helpers),
-      m_Database(database) {
+      m_Records(m_RecordDataSize + 4, numRecords, numRecords / 10), m_Helpers(context.m_Helpers),
+      m_Context(context) {
     InitInternalData();
 }
 
 OnfBlock::OnfBlock(const QSV_DataDescriptor& descriptor, size_t numRecords,
-                   BrelonOnfTxtDatabase& database, OnfHelpers& helpers)
+                   OnfBlockContext& context)
     : QSV_DataBlock(descriptor),
       m_BlockId(static_cast<QSV_OnfId>(descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID))),
       m_NumExpectedRecords(numRecords),
-      m_Records(m_RecordDataSize + 4, numRecords, numRecords / 10), m_Helpers(helpers),
-      m_Database(database) {
+      m_Records(m_RecordDataSize + 4, numRecords, numRecords / 10), m_Helpers(context.m_Helpers),
+      m_Context(context) {
     InitInternalData();
 }
 
@@ -92,9 +90,8 @@ void OnfBlock::InitInternalData() {
         *GetRecordIdPtr(index) = ID_UNSET;
     }
     if (!m_DirectIndexed) {
-        BrelonOnfIdMap& map = m_Database.GetOnfIdMapsPool().GetOnfIdMap(m_BlockIdType);
-        m_IdMap = &map;
-        m_IdTrie = map.GetIdTrie();
+        m_IdMap = &m_Context.m_IdMaps.GetIdMap(m_BlockIdType);
+        m_IdTrie = m_Context.m_IdTries[m_BlockIdType];
     }
 }
 
@@ -130,7 +127,7 @@ bool OnfBlock::IsKeyedByName() const {
 }
 
 QSV_IdMap& OnfBlock::IdMapOf(QSV_IdType type) const {
-    return m_Database.GetIdMapsPool().GetIdMap(type);
+    return m_Context.m_IdMaps.GetIdMap(type);
 }
 
 // ---- Slots and ids ----------------------------------------------------------------------------
@@ -461,8 +458,8 @@ void OnfBlock::StoreDataEntryValue(size_t index, size_t item, const DataRecordEn
 }
 
 void OnfBlock::CopyRecord(const OnfBlock& source, size_t sourceIndex, size_t targetIndex, int) {
-    QSV_ConstIdDataBlock from(source, source.m_Database.GetIdMapsPool());
-    QSV_IdDataBlock to(*this, m_Database.GetIdMapsPool(), true);
+    QSV_ConstIdDataBlock from(source, source.m_Context.m_IdMaps);
+    QSV_IdDataBlock to(*this, m_Context.m_IdMaps, true);
     QSV_ConstIdDataRecord sourceRecord(source);
     if (!from.GetRecordByIndex(sourceIndex, sourceRecord)) {
         return;

@@ -11,10 +11,7 @@
 #include "OnfBlockDetail.h"
 
 #include "BrelonLineInput.h"
-#include "BrelonOnfIdMap.h"
-#include "BrelonOnfTxtDatabase.h"
 #include "BrelonTextServices.h"
-#include "OnfBlockTextWriter.h"
 #include "OnfConstants.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_Failure.h"
@@ -810,9 +807,4 @@ void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
     }
 }
 
-void OnfBlock::SaveData() const {
-    OnfBlockTextWriter* writer = m_Database.GetActiveWriter();
-    if (writer != nullptr) {
-        WriteBlock(*writer);
-    }
-}
+void OnfBlock::SaveData() const {}

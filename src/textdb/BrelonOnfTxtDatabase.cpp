@@ -38,7 +38,6 @@ BrelonOnfTxtDatabase::~BrelonOnfTxtDatabase() {
 
 void BrelonOnfTxtDatabase::InitPointers() {
     m_IsInitialized = false;
-    m_ActiveWriter = nullptr;
     try {
         m_StringsPool = new BrelonStringsPool(0x10000);
         m_PackedIntLists = new BrelonPackedIntListsPool();
@@ -48,6 +47,11 @@ void BrelonOnfTxtDatabase::InitPointers() {
         m_LineFormatter = new TextLineFormatter(m_CsvWriter);
         m_Helpers = new OnfHelpers(*m_StringsPool, m_IntLists, *m_PackedIntLists, m_RealLists,
                                    *m_Splitter, *m_CsvWriter, *m_FloatFormatter, *m_LineFormatter);
+        m_BlockContext = new OnfBlockContext{m_IdMapsPool, {}, *m_Helpers};
+        for (int type = 0; type <= ID_NONE; ++type) {
+            m_BlockContext->m_IdTries[type] =
+                m_IdMapsPool.GetOnfIdMap(static_cast<QSV_IdType>(type)).GetIdTrie();
+        }
         MakeEmptyListSlots();
     } catch (...) {
         FreePointers();
@@ -64,6 +68,7 @@ void BrelonOnfTxtDatabase::FreePointers() {
     delete m_CsvWriter;
     delete m_FloatFormatter;
     delete m_LineFormatter;
+    delete m_BlockContext;
     delete m_Helpers;
     m_StringsPool = nullptr;
     m_PackedIntLists = nullptr;
@@ -71,6 +76,7 @@ void BrelonOnfTxtDatabase::FreePointers() {
     m_CsvWriter = nullptr;
     m_FloatFormatter = nullptr;
     m_LineFormatter = nullptr;
+    m_BlockContext = nullptr;
     m_Helpers = nullptr;
 }
 
@@ -161,7 +167,7 @@ bool BrelonOnfTxtDatabase::IsInitialized() const {
 QSV_DataBlock& BrelonOnfTxtDatabase::CreateDataBlock(const QSV_DataDescriptor& descriptor, int,
                                                      long long, const std::string& format) {
     descriptor.CheckValidity();
-    auto block = std::make_unique<OnfBlock>(descriptor, format.c_str(), 0, *this, *m_Helpers);
+    auto block = std::make_unique<OnfBlock>(descriptor, format.c_str(), 0, *m_BlockContext);
     OnfBlock& result = *block;
     m_DataBlockSet.StoreDataBlockInstance(descriptor, block.release());
     return result;
@@ -169,7 +175,7 @@ QSV_DataBlock& BrelonOnfTxtDatabase::CreateDataBlock(const QSV_DataDescriptor& d
 
 QSV_DataBlock& BrelonOnfTxtDatabase::CreateDataBlock(const QSV_DataDescriptor& descriptor, size_t) {
     descriptor.CheckValidity();
-    auto block = std::make_unique<OnfBlock>(descriptor, 0, *this, *m_Helpers);
+    auto block = std::make_unique<OnfBlock>(descriptor, 0, *m_BlockContext);
     OnfBlock& result = *block;
     m_DataBlockSet.StoreDataBlockInstance(descriptor, block.release());
     return result;
@@ -196,9 +202,11 @@ void BrelonOnfTxtDatabase::WriteSet(OnfBlockTextWriter& writer) const {
             writer.WriteLine("# " + m_UserHeader);
         }
     }
-    m_ActiveWriter = &writer;
-    m_DataBlockSet.FlushToDisk();
-    m_ActiveWriter = nullptr;
+    // In the set's order, as a flush of the set would visit them; each block gets the writer.
+    for (const QSV_DataBlock* block :
+         m_DataBlockSet.GetDataBlocksInstances(QSV_DataDescriptorPattern())) {
+        static_cast<const OnfBlock*>(block)->WriteBlock(writer);
+    }
     writer.Flush();
 }
 

@@ -156,12 +156,11 @@ bool BrelonOnfTxtDatabase::LoadPass::IsReadInFormat(const BlockInfo& info) const
 std::unique_ptr<OnfBlock> BrelonOnfTxtDatabase::LoadPass::LoadBlock(size_t index) {
     const BlockInfo& info = m_Blocks[index];
     const size_t numRecords = static_cast<size_t>(info.num_records);
-    OnfHelpers& helpers = *m_Database.m_Helpers;
+    OnfBlockContext& context = *m_Database.m_BlockContext;
     std::unique_ptr<OnfBlock> block;
     if (IsReadInFormat(info)) {
         CheckRecordBudget(m_Reader, index, QSV_RecordLayout(info.format).GetRecordSize());
-        block.reset(
-            new OnfBlock(info.descriptor, info.format.c_str(), numRecords, m_Database, helpers));
+        block.reset(new OnfBlock(info.descriptor, info.format.c_str(), numRecords, context));
     } else {
         if (IsCatalogued(info.descriptor)) {
             const auto id =
@@ -169,7 +168,7 @@ std::unique_ptr<OnfBlock> BrelonOnfTxtDatabase::LoadPass::LoadBlock(size_t index
             CheckRecordBudget(m_Reader, index,
                               QSV_OnfInfoPool::GetOnfInfo(id).m_RecordDataSize + 4);
         }
-        block.reset(new OnfBlock(info.descriptor, numRecords, m_Database, helpers));
+        block.reset(new OnfBlock(info.descriptor, numRecords, context));
     }
     m_Reader.ProvideBlock(index);
     block->LoadBlock(m_Reader);
