@@ -224,6 +224,7 @@ TEST(RequestFile, BrokenReferencesAndUnknownBlocksFailInExactWords) {
         {Blk(400, 1, Rr(1, 620, -1, 1, -1, 0, "9")), "105617170309", cross + "420!"},
         {Blk(400, 1, Rr(1, 641, -1, 1, -1, 0, "9")) + Blk(440, 1, Sr(1, "R", 1, "-", "-")),
          "104923030917", cross + "440!"},
+        {Blk(400, 1, Rr(1, 641, -1, 1, -1, 0, "9")), "104923030917", cross + "440!"},
         {Blk(400, 1, Rr(1, 588, -1, 1, -1)), "171655230712",
          "An unknown/invalid ONF block 588 was found in the result-request file!"},
         {Blk(400, 1, Rr(1, 641, -1, 1, -1, 0, "1")) +

@@ -55,9 +55,10 @@ std::map<std::string, std::string> MergeEqualSets(const OnfResultRequestFile::Se
 
 // Builds the details of a sensitivity request from record `recordId` of block 440. Failures:
 // "104923030917" for a missing record, and one without identifier for a user output value
-// outside 0 to 2.
+// outside 0 to 2. Block 440 is fetched (found, or made empty), so that a file without it fails as
+// a reference to a record it lacks, in the words of every other missing sensitivity record.
 void OnfResultRequestFile::InitSensRrm(ResultRequest& request, int recordId) {
-    const OnfBlock& block = GetBlock(kSensitivityBlock);
+    const OnfBlock& block = AddEmptyBlock(kSensitivityBlock);
     const size_t index =
         SideRecordIndex(block, kSensitivityBlock, kSensitivityItems, recordId, "104923030917");
     std::unique_ptr<SensitivityRequest> details(new SensitivityRequest);

@@ -111,7 +111,11 @@ void OnfBlockTextReader::DescriptorKeyTrie::UndoPasses(const std::vector<Node*>&
 }
 
 // Walks the key, making children vectors where a node is first passed and counting the words
-// that pass each node (the root counts every word, so that the empty key is ambiguous).
+// that pass each node. The root counts every word as well, so that the empty key, a prefix of
+// every key, is ambiguous and reads as an unknown item. Left uncounted, the root would let the
+// empty key descend through the first key inserted to "MODEL": a descriptor line without a key
+// would set the model of its block, which then could take another block's place in a database
+// or lose its own to it, and its value would be written back under a key the file never had.
 OnfBlockTextReader::DescriptorKeyTrie::Status
 OnfBlockTextReader::DescriptorKeyTrie::Insert(const char* key, int value) {
     std::vector<Node*> path{&m_Root};
