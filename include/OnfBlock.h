@@ -284,6 +284,8 @@ private:
     void WriteFormat(TextLinesWriter& writer) const;
 
     struct LoadContext;
+    void PrepareLoad(LoadContext& context) const;
+    void FinishLoad(LoadContext& context);
     bool LoadRecord(LoadContext& context, const char* line);
     size_t LoadRecordIndex(LoadContext& context, int& key);
     bool LoadRecordItems(LoadContext& context, size_t index);

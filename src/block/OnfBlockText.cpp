@@ -310,20 +310,36 @@ bool OnfBlock::IsValueInvalid(const char* text, BlockDataType type, std::vector<
     }
 }
 
+// A block's body is read in these steps: PrepareLoad finds what the whole load needs (the
+// catalogue row, the bound on keys of a directly indexed block); for each line that starts a
+// record, LoadRecord cuts it into tokens in place, LoadRecordIndex finds the record of its key and
+// LoadRecordItems takes the items in the layout's order (LoadItem, then LoadScalar, LoadString,
+// LoadReals or LoadList), going on to further lines where a mandatory value needs one; FinishLoad
+// reports bad values and a record count other than the declared one. The loop over the lines,
+// with the item walk and the number parsing inside it, is where a load spends its time.
 void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     lines.Rewind();
     LoadContext context(lines, m_Helpers.m_Splitter);
-    if (QSV_OnfInfoPool::ExistsOnfBlock(m_BlockId)) {
-        context.row = &QSV_OnfInfoPool::GetOnfInfo(m_BlockId);
-    }
-    if (m_DirectIndexed || m_IdMap == nullptr) {
-        context.keyLimit = DirectKeyLimit(m_NumExpectedRecords, m_Records.RecordSize(), lines);
-    }
+    PrepareLoad(context);
     for (const char* line = lines.ExtractLine(); line != nullptr; line = lines.ExtractLine()) {
         if (!LoadRecord(context, line)) {
             return; // reported; the block stays as far as it got
         }
     }
+    FinishLoad(context);
+}
+
+void OnfBlock::PrepareLoad(LoadContext& context) const {
+    if (QSV_OnfInfoPool::ExistsOnfBlock(m_BlockId)) {
+        context.row = &QSV_OnfInfoPool::GetOnfInfo(m_BlockId);
+    }
+    if (m_DirectIndexed || m_IdMap == nullptr) {
+        context.keyLimit =
+            DirectKeyLimit(m_NumExpectedRecords, m_Records.RecordSize(), context.lines);
+    }
+}
+
+void OnfBlock::FinishLoad(LoadContext& context) {
     if (context.anyInvalid) {
         QSV_LOG(LOG_ERROR, kTag, "Invalid numeric value(s) encountered while loading ONF-Block %d.",
                 static_cast<int>(m_BlockId));
