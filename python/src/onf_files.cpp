@@ -1,0 +1,306 @@
+// The outline of any ONF file, its blocks as tables, groups files and optimisation result files.
+#include "onf_python.h"
+
+#include "BrelonLineInput.h"
+#include "ONFOptResultFile.h"
+#include "OnfBlockSet.h"
+#include "OnfBlockTextReader.h"
+#include "OnfConstants.h"
+#include "OnfGroupsFile.h"
+#include "QSV_DataDescriptor.h"
+#include "QSV_OnfCatalogue.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace onf_python {
+
+namespace {
+
+using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
+
+// The reader's action for blocks it cannot load: any value other than warn and keep drops them
+// silently, since the listing of the same file has shown them already.
+const auto DROP_UNKNOWN_SILENTLY = static_cast<OnfBlockTextReader::UnknownBlockAction>(2);
+
+bool IsNonOnf(const BlockInfo& block) {
+    return block.block_id == -1 && !block.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID);
+}
+
+} // namespace
+
+std::string BlockName(int number) {
+    if (number >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(number)) {
+        return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(number)).GetBlockName();
+    }
+    switch (number) {
+    case ONFOptResTitle::block_id:
+        return ONFOptResTitle::header;
+    case ONFOptResNodalScalar::block_id:
+        return ONFOptResNodalScalar::header;
+    case ONFOptResNodalVector::block_id:
+        return ONFOptResNodalVector::header;
+    case ONFOptResNodalDisp::block_id:
+        return ONFOptResNodalDisp::header;
+    case ONFOptResElemScalar::block_id:
+        return ONFOptResElemScalar::header;
+    default:
+        return std::string();
+    }
+}
+
+namespace {
+
+// What the reader found of one block, as the package's Block takes it.
+py::dict Outline(const BlockInfo& block) {
+    py::dict outline;
+    outline["number"] = block.block_id;
+    outline["name"] = IsNonOnf(block) ? std::string(ONF_NON_ONF) : BlockName(block.block_id);
+    outline["descriptor"] = DescriptorItems(block.descriptor);
+    outline["format"] = PyText(block.format);
+    outline["declared_records"] = block.num_records;
+    outline["first_line"] = block.first_line;
+    outline["num_lines"] = block.num_lines;
+    return outline;
+}
+
+// The comment lines ahead of the first block, whose texts may name the file's kind.
+py::list HeaderLines(const TextLinesParser& lines) {
+    py::list header;
+    for (size_t i = 0; i < lines.GetNumLines(); ++i) {
+        const std::string text = lines.GetLine(i);
+        const size_t first = text.find_first_not_of(" \t\n\v\f\r");
+        if (first == std::string::npos) {
+            continue;
+        }
+        if (text[first] != '#') {
+            break;
+        }
+        header.append(PyText(text));
+    }
+    return header;
+}
+
+py::dict Scan(const py::bytes& path) {
+    const OnfBlockTextReader reader(WidePath(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    py::list blocks;
+    for (const BlockInfo& block : reader.GetBlocksInfo()) {
+        blocks.append(Outline(block));
+    }
+    py::dict result;
+    result["blocks"] = blocks;
+    result["header"] = HeaderLines(reader.GetLines());
+    return result;
+}
+
+// Every block of the file in file order, with the records of each block that a text database
+// holds after reading the file: a block whose number the catalogue lacks and which gives no
+// format has no records ("unknown"), and of blocks with equal descriptors the last one holds
+// them, as every file object reads it ("replaced" for the others).
+py::list ReadBlocks(const py::bytes& path) {
+    const std::wstring wide = WidePath(path);
+    const OnfBlockTextReader listing(wide.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    OnfBlockSet set;
+    {
+        OnfBlockTextReader reader(wide.c_str(), DROP_UNKNOWN_SILENTLY);
+        set.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS);
+    }
+    const std::vector<BlockInfo>& infos = listing.GetBlocksInfo();
+    py::list blocks;
+    for (size_t i = 0; i < infos.size(); ++i) {
+        py::dict block = Outline(infos[i]);
+        const bool later = std::any_of(
+            infos.begin() + static_cast<std::ptrdiff_t>(i) + 1, infos.end(),
+            [&](const BlockInfo& other) { return other.descriptor == infos[i].descriptor; });
+        if (!set.HasBlock(infos[i].descriptor)) {
+            block["status"] = "unknown";
+        } else if (later) {
+            block["status"] = "replaced";
+        } else {
+            const auto& loaded =
+                static_cast<const OnfBlock&>(set.GetDataBlock(infos[i].descriptor));
+            block["status"] = "loaded";
+            block["format"] = loaded.GetBlockFormatString();
+            block["descriptor"] = DescriptorItems(infos[i].descriptor);
+            block["table"] = TableOf(loaded);
+        }
+        blocks.append(block);
+    }
+    return blocks;
+}
+
+// A Python object that keeps `holder` alive: the base of views over what it owns.
+template <class T>
+py::object Owner(const std::shared_ptr<T>& holder) {
+    return py::capsule(new std::shared_ptr<T>(holder),
+                       [](void* pointer) { delete static_cast<std::shared_ptr<T>*>(pointer); });
+}
+
+// (id, name, members) of each record of a groups block, members as views.
+py::list GroupsOfBlock(const OnfBlock& block, const py::object& owner) {
+    using Item = OnfBlock::Item;
+    py::list groups;
+    std::string name;
+    for (const size_t index : RecordIndices(block)) {
+        block.GetString(index, QSV_DataRecordItem::GROUP_ITEM_NAME, name);
+        const std::vector<int>& members =
+            block.GetIntList(index, static_cast<Item>(QSV_DataRecordItem::GROUP_ITEM_MEMBERS));
+        groups.append(py::make_tuple(block.GetId(index), PyText(name), ViewOf(members, owner)));
+    }
+    return groups;
+}
+
+py::dict ReadGroups(const py::bytes& path) {
+    auto file = std::make_shared<OnfGroupsFile>(WidePath(path));
+    file->Read();
+    const py::object owner = Owner(file);
+    py::dict groups;
+    groups["node"] = GroupsOfBlock(file->GetBlock(static_cast<QSV_OnfId>(200)), owner);
+    groups["element"] = GroupsOfBlock(file->GetBlock(static_cast<QSV_OnfId>(210)), owner);
+    return groups;
+}
+
+// ---- Optimisation results -----------------------------------------------------------------
+
+// The values of one result item: the scalar, or the three parts of a vector.
+void ValuesOf(const ONFOptResNodalScalar& item, double* out) {
+    out[0] = item.GetValue();
+}
+void ValuesOf(const ONFOptResElemScalar& item, double* out) {
+    out[0] = item.GetValue();
+}
+template <class Vectorial>
+void ValuesOf(const Vectorial& item, double* out) {
+    for (size_t k = 0; k < 3; ++k) {
+        out[k] = item.GetValue()[k];
+    }
+}
+
+// The entries of one title, in the order of the block.
+struct Field {
+    std::string title;
+    std::vector<size_t> entries;
+};
+
+std::vector<Field> FieldsByTitle(const std::vector<std::string>& titles) {
+    std::vector<Field> fields;
+    for (size_t i = 0; i < titles.size(); ++i) {
+        auto found = std::find_if(fields.begin(), fields.end(),
+                                  [&](const Field& field) { return field.title == titles[i]; });
+        if (found == fields.end()) {
+            fields.push_back(Field{titles[i], {}});
+            found = fields.end() - 1;
+        }
+        found->entries.push_back(i);
+    }
+    return fields;
+}
+
+// Each title of a result block as one field: its entries' ids are the design iterations, the
+// union of their items' ids is sorted, and the values are (iterations x ids x components),
+// NaN where an iteration has no value for an id. Of an id given twice in one entry the last
+// value counts.
+template <class T>
+void AddFields(const ONFOptDataBlock<T>& block, size_t width, py::list& out) {
+    const auto& entries = block.GetEntries();
+    std::vector<std::string> titles;
+    for (const auto& entry : entries) {
+        titles.push_back(entry.GetTitle());
+    }
+    for (const Field& field : FieldsByTitle(titles)) {
+        std::vector<int> ids;
+        for (const size_t e : field.entries) {
+            for (const T& item : entries[e].GetItems()) {
+                ids.push_back(item.GetID());
+            }
+        }
+        std::sort(ids.begin(), ids.end());
+        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        const auto k = static_cast<py::ssize_t>(field.entries.size());
+        const auto n = static_cast<py::ssize_t>(ids.size());
+        py::array_t<int32_t> iterations = NewArray<int32_t>({k});
+        py::array_t<double> values = NewArray<double>({k, n, static_cast<py::ssize_t>(width)});
+        double* data = values.mutable_data();
+        std::fill(data, data + k * n * static_cast<py::ssize_t>(width),
+                  std::numeric_limits<double>::quiet_NaN());
+        for (py::ssize_t row = 0; row < k; ++row) {
+            const auto& entry = entries[field.entries[static_cast<size_t>(row)]];
+            iterations.mutable_data()[row] = entry.GetID();
+            for (const T& item : entry.GetItems()) {
+                const auto column = std::lower_bound(ids.begin(), ids.end(), item.GetID());
+                ValuesOf(item, data + (row * n + (column - ids.begin())) * width);
+            }
+        }
+        py::array_t<int32_t> idArray = NewArray<int32_t>({n});
+        std::copy(ids.begin(), ids.end(), idArray.mutable_data());
+        py::dict result;
+        result["block"] = T::block_id;
+        result["title"] = PyText(field.title);
+        result["iterations"] = iterations;
+        result["ids"] = idArray;
+        result["values"] = values;
+        out.append(result);
+    }
+}
+
+template <class Group>
+py::list ResultGroups(const ONFDataBlock<Group>& block, const py::object& owner) {
+    py::list groups;
+    for (const Group& group : block.GetItems()) {
+        groups.append(py::make_tuple(group.GetID(), PyText(group.GetName()),
+                                     ViewOf(group.GetList().GetData(), owner)));
+    }
+    return groups;
+}
+
+py::dict ReadResults(const py::bytes& path) {
+    auto file = std::make_shared<ONFOptResultFile>(WidePath(path));
+    file->Read();
+    py::list titles;
+    for (const auto& entry : file->GetOptDBTitle().GetEntries()) {
+        py::list lines;
+        for (const ONFOptResTitle& item : entry.GetItems()) {
+            lines.append(PyText(item.GetSubtitle()));
+        }
+        titles.append(py::make_tuple(entry.GetID(), PyText(entry.GetTitle()), lines));
+    }
+    py::list fields;
+    AddFields(file->GetOptDBNodalScalar(), 1, fields);
+    AddFields(file->GetOptDBNodalVector(), 3, fields);
+    AddFields(file->GetOptDBNodalDisp(), 3, fields);
+    AddFields(file->GetOptDBElemScalar(), 1, fields);
+    const py::object owner = Owner(file);
+    py::dict results;
+    results["titles"] = titles;
+    results["fields"] = fields;
+    results["node_groups"] = ResultGroups(file->GetOptDBNodeGroup(), owner);
+    results["element_groups"] = ResultGroups(file->GetOptDBElementGroup(), owner);
+    return results;
+}
+
+} // namespace
+
+void RegisterFiles(py::module_& m) {
+    // The header texts behind which a file names its kind in a comment line.
+    py::dict headers;
+    headers["model"] = const_onf_input_file;
+    headers["groups"] = const_onf_group_file;
+    headers["init"] = const_onf_ini_file;
+    headers["modification"] = const_onf_mod_file;
+    headers["result"] = const_onf_opt_res_file;
+    m.attr("KIND_HEADERS") = headers;
+    m.def("block_name", &BlockName, py::arg("number"),
+          "The catalogue name of a block number (or the title of a result file's own block).");
+    m.def("scan", &Scan, py::arg("path"),
+          "The file's blocks as the reader finds them, unloaded, and its header comment lines.");
+    m.def("read_blocks", &ReadBlocks, py::arg("path"),
+          "Every block of the file in file order, with the records of those a database holds.");
+    m.def("read_groups", &ReadGroups, py::arg("path"),
+          "The node and element groups of a groups file as (id, name, members) each.");
+    m.def("read_results", &ReadResults, py::arg("path"),
+          "Titles, fields and groups of an optimisation result file.");
+}
+
+} // namespace onf_python
