@@ -68,22 +68,26 @@ if(NOT ONF_BUILD_TESTS)
 endif()
 
 # One CTest entry a test file, so that they run in parallel. In a sanitized build the
-# interpreter is not instrumented: the sanitizer runtime is preloaded into it, and leak detection
-# is off, since the interpreter keeps its objects until the process ends.
+# interpreter is not instrumented: the sanitizer runtime is preloaded into it, with the C++
+# runtime beside it so that the runtime finds the functions it intercepts when the extension
+# throws; leak detection is off, since the interpreter keeps its objects until the process ends.
 set(ONF_PYTHON_TEST_ENV
     "PYTHONPATH=${ONF_PYTHON_BUILD_DIR}"
     "PYTHONDONTWRITEBYTECODE=1"
-    "ONF_SOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}"
-    "ONF_TOOL=$<TARGET_FILE:onf>")
+    "ONF_SOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR}")
 if(ONF_SANITIZE)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         set(ONF_ASAN_RUNTIME_NAME libclang_rt.asan-x86_64.so)
     else()
         set(ONF_ASAN_RUNTIME_NAME libasan.so)
     endif()
-    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${ONF_ASAN_RUNTIME_NAME}
-                    OUTPUT_VARIABLE ONF_ASAN_RUNTIME OUTPUT_STRIP_TRAILING_WHITESPACE)
-    list(APPEND ONF_PYTHON_TEST_ENV "LD_PRELOAD=${ONF_ASAN_RUNTIME}"
+    foreach(runtime ${ONF_ASAN_RUNTIME_NAME} libstdc++.so)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${runtime}
+                        OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        list(APPEND ONF_PRELOAD ${path})
+    endforeach()
+    string(REPLACE ";" ":" ONF_PRELOAD "${ONF_PRELOAD}")
+    list(APPEND ONF_PYTHON_TEST_ENV "LD_PRELOAD=${ONF_PRELOAD}"
          "ASAN_OPTIONS=detect_leaks=0:halt_on_error=1:abort_on_error=1")
 endif()
 file(GLOB ONF_PYTHON_TESTS CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tests/python/test_*.py)

@@ -26,9 +26,10 @@ logging.addLevelName(5, "TRACE")
 # With meshio installed, importing the package registers the format "onf" with meshio.
 if importlib.util.find_spec("meshio") is not None:
     from .meshio_format import from_meshio, to_meshio
+    from ._convert import convert
 
 __all__ = [
     "Block", "ELEMENT_KINDS", "Groups", "KIND_NAMES", "Model", "OnfError", "ResultField",
-    "Results", "file_kind", "from_meshio", "read", "read_blocks", "read_groups", "read_model",
+    "Results", "convert", "file_kind", "from_meshio", "read", "read_blocks", "read_groups", "read_model",
     "read_results", "to_meshio",
 ]

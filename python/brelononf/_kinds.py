@@ -81,13 +81,17 @@ def file_kind(path):
     return detect_kind([b["number"] for b in outline["blocks"]], outline["header"])
 
 
+def _with_article(name):
+    return ("an " if name[0] in "aeiouAEIOU" else "a ") + name
+
+
 def require_kind(path, wanted):
     """Raises OnfError unless the file at `path` is of kind `wanted` or generic (whose blocks
     the engine then judges)."""
     kind = file_kind(path)
     if kind not in (wanted, "generic"):
-        message = '"%s" is a %s, not a %s' % (
-            os.fsdecode(path), KIND_NAMES[kind], KIND_NAMES[wanted])
+        message = '"%s" is %s, not %s' % (
+            os.fsdecode(path), _with_article(KIND_NAMES[kind]), _with_article(KIND_NAMES[wanted]))
         error = _core.OnfError(message)
         error.message, error.identifier, error.log_tag, error.nested = message, "", "", None
         raise error

@@ -174,7 +174,7 @@ class Model:
         engine's text when the file cannot be written, ValueError or TypeError for arrays that
         do not fit the blocks."""
         if len(self.offsets) != len(self.element_ids) + 1:
-            raise ValueError("offsets has %d entries for %d elements"
+            raise ValueError("offsets has %d entries, not one more than the %d elements"
                              % (len(self.offsets), len(self.element_ids)))
         entries = [_entry(Block(NODES, self._node_table())),
                    _entry(Block(ELEMENTS, self._element_table()))]

@@ -21,6 +21,11 @@ from ._model import Model, read_model
 
 _LOG = logging.getLogger("brelononf")
 
+# meshio 5.0's table of cell dimensions lacks the quadratic wedge and pyramid, which its
+# readers and writers know; without them no cell block of either can be made.
+meshio._mesh.topological_dimension.setdefault("wedge15", 3)
+meshio._mesh.topological_dimension.setdefault("pyramid13", 3)
+
 
 # ---- Model to mesh ------------------------------------------------------------------------------
 

@@ -1,0 +1,26 @@
+"""Shared fixtures of the package's tests: the example files and a way to write small files."""
+
+import os
+import pathlib
+import textwrap
+
+import pytest
+
+SOURCE = pathlib.Path(os.environ.get("ONF_SOURCE_DIR", pathlib.Path(__file__).parents[2]))
+EXAMPLES = SOURCE / "examples"
+MODEL = EXAMPLES / "model_full.onf"
+GROUPS = EXAMPLES / "groups.onf"
+RESULTS = SOURCE / "tests" / "data" / "export" / "model_full_results.onf"
+
+
+@pytest.fixture
+def write_onf(tmp_path):
+    """write_onf(text, name="file.onf"): the path of a file holding `text` (dedented)."""
+
+    def write(text, name="file.onf"):
+        path = tmp_path / name
+        path.write_text(textwrap.dedent(text).lstrip("\n"))
+        return path
+
+    return write
+

@@ -1,0 +1,110 @@
+"""Models through meshio: cells by kind, ids and groups kept through other formats."""
+
+import subprocess
+import sys
+
+import meshio
+import numpy as np
+import pytest
+
+import brelononf
+from brelononf._cells import ELEMENT_KINDS, SHAPES
+from conftest import GROUPS, MODEL, RESULTS
+
+
+def _renumbered():
+    """The example model with its groups, node ids 10 * id + 7 and element ids 100 * id + 3."""
+    model = brelononf.read_model(MODEL)
+    groups = brelononf.read_groups(GROUPS)
+    model.node_ids = model.node_ids * 10 + 7
+    model.element_ids = model.element_ids * 100 + 3
+    model.set_groups({n: ids * 10 + 7 for n, ids in groups.nodes.items()},
+                     {n: ids * 100 + 3 for n, ids in groups.elements.items()})
+    return model
+
+
+def _summary(model):
+    """What a conversion must keep: positions, element nodes as ids, ids, kinds, groups."""
+    nodes = model.node_ids[model.connectivity]
+    return (model.node_ids.tolist(), model.global_coordinates.tolist(),
+            model.element_ids.tolist(), model.element_kinds.tolist(), model.offsets.tolist(),
+            nodes.tolist(),
+            {n: sorted(v.tolist()) for n, v in model.node_groups.items()},
+            {n: sorted(v.tolist()) for n, v in model.element_groups.items()})
+
+
+@pytest.mark.parametrize("suffix", [".inp", ".msh", ".vtu"])
+@pytest.mark.parametrize("renumber", [False, True])
+def test_conversion_keeps_positions_connectivity_ids_and_groups(tmp_path, suffix, renumber):
+    model = _renumbered() if renumber else brelononf.read_model(MODEL)
+    if not renumber:
+        groups = brelononf.read_groups(GROUPS)
+        model.set_groups(groups.nodes, groups.elements)
+    model.write(tmp_path / "model.onf")
+    brelononf.convert(tmp_path / "model.onf", tmp_path / ("mesh" + suffix))
+    brelononf.convert(tmp_path / ("mesh" + suffix), tmp_path / "back.onf")
+    assert _summary(brelononf.read_model(tmp_path / "back.onf")) == _summary(model)
+
+
+def test_kinds_become_cells_in_the_viewers_node_order_and_come_back():
+    kinds = [k for k in sorted(SHAPES) if SHAPES[k].exact]
+    sizes = [SHAPES[k].nodes for k in kinds]
+    offsets = np.concatenate([[0], np.cumsum(sizes)])
+    connectivity = np.concatenate([np.arange(n) for n in sizes])
+    model = brelononf.Model(np.arange(1, 21), np.random.default_rng(1).random((20, 3)),
+                            np.arange(1, len(kinds) + 1), kinds, offsets, connectivity)
+    mesh = brelononf.to_meshio(model)
+    cells = {kind: block.data[0].tolist()
+             for kind, block in zip(np.concatenate(mesh.cell_data["onf:kind"]), mesh.cells)}
+    assert cells[5] == [0, 2, 1, 3, 5, 4]  # a wedge's first face turned outwards
+    assert cells[4][12:] == [16, 17, 18, 19, 12, 13, 14, 15]  # edges bottom, top, vertical
+    assert cells[45] == [0, 2, 1]  # a 3-node spring lists its middle node last
+    back = brelononf.from_meshio(mesh)
+    order = np.argsort(back.element_ids)
+    assert back.element_kinds[order].tolist() == kinds
+    assert [back.connectivity[back.offsets[e]:back.offsets[e + 1]].tolist() for e in order] \
+        == [list(range(n)) for n in sizes]
+
+
+def test_elements_without_a_cell_are_left_out_with_a_warning(caplog):
+    model = brelononf.Model([1, 2, 3], np.eye(3), [1, 2, 3], [40, 22, 10], [0, 1, 10, 13],
+                            [0, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2])
+    mesh = brelononf.to_meshio(model)
+    assert [b.type for b in mesh.cells] == ["triangle"]
+    assert mesh.cell_data["onf:id"][0].tolist() == [3]
+    assert "kind 22 (PLANE_TRIA9)" in caplog.text and "kind 40 (DUMMY)" in caplog.text
+    assert ELEMENT_KINDS[40] == "DUMMY"
+
+
+def test_results_become_point_and_cell_data():
+    model = brelononf.read_model(MODEL)
+    results = brelononf.read_results(RESULTS)
+    last = brelononf.to_meshio(model, results=results)
+    assert np.isnan(last.cell_data["Density"][0][0]) and last.cell_data["Density"][0][1] == 0.5
+    assert last.point_data["Displacement"].shape == (12, 3)
+    every = brelononf.to_meshio(model, results=results, iterations="all")
+    assert every.cell_data["Density (1)"][0].tolist() == [1.0, 1.0]
+    assert "Strain energy (2)" in every.point_data
+    with pytest.raises(ValueError):
+        brelononf.to_meshio(model, results=results, iterations="first")
+
+
+def test_meshio_reads_and_writes_onf_files(tmp_path):
+    mesh = meshio.read(MODEL)
+    assert mesh.point_data["onf:id"].tolist() == list(range(1, 13))
+    mesh.points[:, 0] += 1000.0
+    meshio.write(tmp_path / "moved.onf", mesh)
+    moved = brelononf.read_model(tmp_path / "moved.onf")
+    assert moved.coordinates[2].tolist() == [1100.0, 0.0, 0.0]
+
+
+def test_the_convert_command(tmp_path):
+    command = [sys.executable, "-m", "brelononf", "convert"]
+    done = subprocess.run(command + [str(MODEL), str(tmp_path / "m.inp"), "--groups",
+                                     str(GROUPS)], capture_output=True, text=True)
+    assert done.returncode == 0, done.stderr
+    assert "*NSET, NSET=TIP\n3,6,9,12\n" in (tmp_path / "m.inp").read_text()
+    failed = subprocess.run(command + [str(tmp_path / "none.onf"), str(tmp_path / "x.vtu")],
+                            capture_output=True, text=True)
+    assert failed.returncode == 2
+    assert failed.stderr.startswith('brelononf convert: error: Loading of file "')
