@@ -11,6 +11,14 @@ command -v ninja >/dev/null 2>&1 || missing+=(ninja-build)
 # The export test reads the written grid with an independent reader; the install check of CI
 # compiles a client through pkg-config.
 /usr/bin/python3 -c 'import meshio' >/dev/null 2>&1 || missing+=(python3-meshio)
+# The Python package brelononf: its extension (pybind11, the interpreter's headers), numpy,
+# and for its tests pytest and VTK, under which the ParaView reader runs.
+[ -f /usr/lib/cmake/pybind11/pybind11Config.cmake ] || missing+=(pybind11-dev)
+/usr/bin/python3 -c 'import pybind11' >/dev/null 2>&1 || missing+=(python3-pybind11)
+[ -x /usr/bin/python3-config ] || missing+=(python3-dev)
+/usr/bin/python3 -c 'import numpy' >/dev/null 2>&1 || missing+=(python3-numpy)
+/usr/bin/python3 -c 'import pytest' >/dev/null 2>&1 || missing+=(python3-pytest)
+/usr/bin/python3 -c 'import vtkmodules' >/dev/null 2>&1 || missing+=(python3-vtk9)
 command -v pkg-config >/dev/null 2>&1 || missing+=(pkg-config)
 # The README's pictures are rendered by VTK under a virtual X server (scripts/make_pictures.sh).
 if [ "${ONF_WITH_PICTURES:-0}" = 1 ]; then

@@ -7,6 +7,7 @@ import textwrap
 import pytest
 
 SOURCE = pathlib.Path(os.environ.get("ONF_SOURCE_DIR", pathlib.Path(__file__).parents[2]))
+SOURCE = SOURCE.resolve()
 EXAMPLES = SOURCE / "examples"
 MODEL = EXAMPLES / "model_full.onf"
 GROUPS = EXAMPLES / "groups.onf"
