@@ -4,7 +4,7 @@ import os
 
 import meshio
 
-from . import _abaqus
+from . import _abaqus, _gmsh
 from ._files import read_groups, read_results
 from ._model import read_model
 from .meshio_format import from_meshio, to_meshio
@@ -70,6 +70,8 @@ def convert(source, target, groups=None, results=None, source_format=None, targe
         return
     if target_format not in _SET_FORMATS:
         mesh.point_sets, mesh.cell_sets = {}, {}
+    if target_format == "gmsh":
+        _gmsh.add_entities(mesh)
     meshio.write(target, mesh, file_format=target_format)
     if target_format == "abaqus":
-        _abaqus.write_ids(target, mesh)
+        _abaqus.write_model_file(target, mesh)

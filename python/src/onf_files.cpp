@@ -21,10 +21,6 @@ namespace {
 
 using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
 
-// The reader's action for blocks it cannot load: any value other than warn and keep drops them
-// silently, since the listing of the same file has shown them already.
-const auto DROP_UNKNOWN_SILENTLY = static_cast<OnfBlockTextReader::UnknownBlockAction>(2);
-
 bool IsNonOnf(const BlockInfo& block) {
     return block.block_id == -1 && !block.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID);
 }
@@ -95,36 +91,52 @@ py::dict Scan(const py::bytes& path) {
     return result;
 }
 
-// Every block of the file in file order, with the records of each block that a text database
-// holds after reading the file: a block whose number the catalogue lacks and which gives no
-// format has no records ("unknown"), and of blocks with equal descriptors the last one holds
-// them, as every file object reads it ("replaced" for the others).
-py::list ReadBlocks(const py::bytes& path) {
-    const std::wstring wide = WidePath(path);
-    const OnfBlockTextReader listing(wide.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
-    OnfBlockSet set;
-    {
-        OnfBlockTextReader reader(wide.c_str(), DROP_UNKNOWN_SILENTLY);
-        set.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS);
+// Hears the load of ReadBlocks: each block's records as a table, taken while the block is in
+// the set (a later block of the same descriptor replaces it there).
+class TableListener : public OnfBlockLoadListener {
+public:
+    // What became of one block: its table (null while not loaded) and the format it was read in.
+    struct Loaded {
+        py::object table;
+        std::string format;
+    };
+
+    explicit TableListener(size_t numBlocks) : m_Loaded(numBlocks) {}
+
+    void OnLoaded(size_t index, const BlockInfo&, const OnfBlock& block) override {
+        m_Loaded[index] = Loaded{TableOf(block), block.GetBlockFormatString()};
     }
-    const std::vector<BlockInfo>& infos = listing.GetBlocksInfo();
+    // A file's failing block fails the read, as in every file object: the failure the load is
+    // handling leaves through the load.
+    void OnFailed(size_t, const BlockInfo&, const std::exception&) override { throw; }
+
+    const Loaded& At(size_t index) const { return m_Loaded[index]; }
+
+private:
+    std::vector<Loaded> m_Loaded;
+};
+
+// Every block of the file in file order, each with its records as the file gives them. A block
+// whose number the catalogue lacks and that gives no format has none ("unknown"); of blocks with
+// equal descriptors, those before the last are "replaced", as every file object keeps only the
+// last.
+py::list ReadBlocks(const py::bytes& path) {
+    OnfBlockTextReader reader(WidePath(path).c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    const std::vector<BlockInfo>& infos = reader.GetBlocksInfo();
+    TableListener listener(infos.size());
+    OnfBlockSet set;
+    set.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS, listener);
     py::list blocks;
     for (size_t i = 0; i < infos.size(); ++i) {
         py::dict block = Outline(infos[i]);
         const bool later = std::any_of(
             infos.begin() + static_cast<std::ptrdiff_t>(i) + 1, infos.end(),
             [&](const BlockInfo& other) { return other.descriptor == infos[i].descriptor; });
-        if (!set.HasBlock(infos[i].descriptor)) {
-            block["status"] = "unknown";
-        } else if (later) {
-            block["status"] = "replaced";
-        } else {
-            const auto& loaded =
-                static_cast<const OnfBlock&>(set.GetDataBlock(infos[i].descriptor));
-            block["status"] = "loaded";
-            block["format"] = loaded.GetBlockFormatString();
-            block["descriptor"] = DescriptorItems(infos[i].descriptor);
-            block["table"] = TableOf(loaded);
+        const TableListener::Loaded& loaded = listener.At(i);
+        block["status"] = !loaded.table ? "unknown" : later ? "replaced" : "loaded";
+        if (loaded.table) {
+            block["table"] = loaded.table;
+            block["format"] = loaded.format;
         }
         blocks.append(block);
     }

@@ -12,6 +12,11 @@ EXAMPLES = SOURCE / "examples"
 MODEL = EXAMPLES / "model_full.onf"
 GROUPS = EXAMPLES / "groups.onf"
 RESULTS = SOURCE / "tests" / "data" / "export" / "model_full_results.onf"
+# The bridge: 2676 nodes and 2096 elements of four kinds, ids with gaps, nodes in five systems,
+# and results over six design iterations.
+BRIDGE = EXAMPLES / "bridge_model.onf"
+BRIDGE_GROUPS = EXAMPLES / "bridge_groups.onf"
+BRIDGE_RESULTS = EXAMPLES / "bridge_results.onf"
 
 
 @pytest.fixture

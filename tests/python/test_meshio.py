@@ -9,41 +9,32 @@ import pytest
 
 import brelononf
 from brelononf._cells import ELEMENT_KINDS, SHAPES
-from conftest import GROUPS, MODEL, RESULTS
-
-
-def _renumbered():
-    """The example model with its groups, node ids 10 * id + 7 and element ids 100 * id + 3."""
-    model = brelononf.read_model(MODEL)
-    groups = brelononf.read_groups(GROUPS)
-    model.node_ids = model.node_ids * 10 + 7
-    model.element_ids = model.element_ids * 100 + 3
-    model.set_groups({n: ids * 10 + 7 for n, ids in groups.nodes.items()},
-                     {n: ids * 100 + 3 for n, ids in groups.elements.items()})
-    return model
+from conftest import BRIDGE, BRIDGE_GROUPS, GROUPS, MODEL, RESULTS
 
 
 def _summary(model):
-    """What a conversion must keep: positions, element nodes as ids, ids, kinds, groups."""
-    nodes = model.node_ids[model.connectivity]
-    return (model.node_ids.tolist(), model.global_coordinates.tolist(),
-            model.element_ids.tolist(), model.element_kinds.tolist(), model.offsets.tolist(),
-            nodes.tolist(),
+    """What a conversion must keep, whatever order the target gives nodes and elements in:
+    each node's id and position, each element's id, kind and node ids, the groups."""
+    nodes = np.argsort(model.node_ids)
+    elements = np.argsort(model.element_ids)
+    element_nodes = [model.node_ids[model.connectivity[model.offsets[e]:model.offsets[e + 1]]]
+                     for e in elements]
+    return (model.node_ids[nodes].tolist(), model.global_coordinates[nodes].tolist(),
+            model.element_ids[elements].tolist(), model.element_kinds[elements].tolist(),
+            [n.tolist() for n in element_nodes],
             {n: sorted(v.tolist()) for n, v in model.node_groups.items()},
             {n: sorted(v.tolist()) for n, v in model.element_groups.items()})
 
 
 @pytest.mark.parametrize("suffix", [".inp", ".msh", ".vtu"])
-@pytest.mark.parametrize("renumber", [False, True])
-def test_conversion_keeps_positions_connectivity_ids_and_groups(tmp_path, suffix, renumber):
-    model = _renumbered() if renumber else brelononf.read_model(MODEL)
-    if not renumber:
-        groups = brelononf.read_groups(GROUPS)
-        model.set_groups(groups.nodes, groups.elements)
-    model.write(tmp_path / "model.onf")
-    brelononf.convert(tmp_path / "model.onf", tmp_path / ("mesh" + suffix))
+@pytest.mark.parametrize("model, groups", [(MODEL, GROUPS), (BRIDGE, BRIDGE_GROUPS)])
+def test_conversion_keeps_positions_connectivity_ids_and_groups(tmp_path, suffix, model, groups):
+    brelononf.convert(model, tmp_path / ("mesh" + suffix), groups=groups)
     brelononf.convert(tmp_path / ("mesh" + suffix), tmp_path / "back.onf")
-    assert _summary(brelononf.read_model(tmp_path / "back.onf")) == _summary(model)
+    expected = brelononf.read_model(model)
+    expected.set_groups(brelononf.read_groups(groups).nodes,
+                        brelononf.read_groups(groups).elements)
+    assert _summary(brelononf.read_model(tmp_path / "back.onf")) == _summary(expected)
 
 
 def test_kinds_become_cells_in_the_viewers_node_order_and_come_back():

@@ -1,11 +1,13 @@
-"""The ParaView reader under plain VTK: points, cells, groups, one time step per iteration."""
+"""The ParaView reader under plain VTK: the bridge's points and cells, its groups, and one time
+step per design iteration of its optimisation."""
 
 import sys
 
 import numpy as np
 import pytest
 
-from conftest import GROUPS, MODEL, RESULTS, SOURCE
+import brelononf
+from conftest import BRIDGE, BRIDGE_GROUPS, BRIDGE_RESULTS, SOURCE
 
 pytest.importorskip("vtkmodules")
 sys.path.insert(0, str(SOURCE / "python" / "paraview"))
@@ -14,10 +16,10 @@ from vtkmodules.util.numpy_support import vtk_to_numpy  # noqa: E402
 from vtkmodules.vtkCommonExecutionModel import vtkStreamingDemandDrivenPipeline  # noqa: E402
 
 
-def _reader(results=RESULTS):
+def _reader(results=BRIDGE_RESULTS):
     reader = BrelonOnfReader()
-    reader.SetFileName(str(MODEL))
-    reader.SetGroupsFileName(str(GROUPS))
+    reader.SetFileName(str(BRIDGE))
+    reader.SetGroupsFileName(str(BRIDGE_GROUPS))
     reader.SetResultsFileName(str(results) if results else "")
     return reader
 
@@ -28,41 +30,45 @@ def _array(data, name):
 
 
 def test_the_model_as_points_and_cells():
+    model = brelononf.read_model(BRIDGE)
     reader = _reader(results=None)
     reader.Update()
     grid = reader.GetOutputDataObject(0)
-    assert grid.GetNumberOfPoints() == 12 and grid.GetNumberOfCells() == 2
-    assert vtk_to_numpy(grid.GetPoints().GetData())[8].tolist() == [100.0, 0.0, 30.0]
-    assert [grid.GetCellType(c) for c in range(2)] == [12, 12]  # hexahedra
+    assert grid.GetNumberOfPoints() == 2676 and grid.GetNumberOfCells() == 2096
+    assert vtk_to_numpy(grid.GetPoints().GetData()).tobytes() == \
+        model.global_coordinates.tobytes()
+    types = [grid.GetCellType(c) for c in range(grid.GetNumberOfCells())]
+    # Hexahedra, wedges, triangles, quadrilaterals, as many as the model has of each kind.
+    assert {t: types.count(t) for t in set(types)} == {12: 1920, 13: 8, 5: 16, 9: 152}
     cell = grid.GetCell(0).GetPointIds()
-    assert [cell.GetId(k) for k in range(8)] == [0, 1, 4, 3, 6, 7, 10, 9]
-    assert _array(grid.GetPointData(), "onf:group:TIP").tolist() == [0, 0, 1] * 4
-    assert _array(grid.GetCellData(), "onf:id").tolist() == [1, 2]
+    first = model.connectivity[model.offsets[0]:model.offsets[1]]
+    assert [cell.GetId(k) for k in range(8)] == first.tolist()
+    assert _array(grid.GetCellData(), "onf:id")[:3].tolist() == [1, 2, 3]
+    on_bearing = _array(grid.GetPointData(), "onf:group:LEFT_BEARING")
+    assert on_bearing.sum() == len(brelononf.read_groups(BRIDGE_GROUPS).nodes["LEFT_BEARING"])
 
 
 def test_one_time_step_per_design_iteration():
     reader = _reader()
     reader.UpdateInformation()
     info = reader.GetOutputInformation(0)
-    assert info.Get(vtkStreamingDemandDrivenPipeline.TIME_STEPS()) == (1.0, 2.0)
-    values = {}
-    for step in (1.0, 2.0):
+    assert info.Get(vtkStreamingDemandDrivenPipeline.TIME_STEPS()) == (0, 5, 10, 20, 30, 45)
+    density = brelononf.read_results(BRIDGE_RESULTS).field("Density")
+    for step, iteration in ((5.0, 5), (12.0, 10), (45.0, 45)):
         reader.UpdateTimeStep(step)
         grid = reader.GetOutputDataObject(0)
-        values[step] = (_array(grid.GetCellData(), "Density"),
-                        _array(grid.GetPointData(), "Strain energy"))
-    assert values[1.0][0].tolist() == [1.0, 1.0]
-    # No strain energy before iteration 2.
-    assert np.isnan(values[1.0][1]).all()
-    assert np.isnan(values[2.0][0][0]) and values[2.0][0][1] == 0.5
-    assert values[2.0][1][2] == 1.5
+        shown = _array(grid.GetCellData(), "Density")
+        assert shown[:1920].tolist() == density.at(iteration)[:, 0].tolist()
+        assert np.isnan(shown[1920:]).all()  # no densities outside the design space
+        stress = _array(grid.GetPointData(), "Von Mises stress")
+        assert np.isnan(stress).all() == (step < 45)  # stresses of the last iteration only
 
 
 def test_results_left_out_of_the_selection_are_not_read_into_the_grid():
     reader = _reader()
     reader.UpdateInformation()
     reader.GetResultSelection().DisableArray("Density")
-    reader.UpdateTimeStep(2.0)
+    reader.UpdateTimeStep(0.0)
     grid = reader.GetOutputDataObject(0)
     assert _array(grid.GetCellData(), "Density") is None
-    assert _array(grid.GetPointData(), "Displacement").shape == (12, 3)
+    assert _array(grid.GetPointData(), "Displacement").shape == (2676, 3)
