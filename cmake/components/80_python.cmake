@@ -30,7 +30,8 @@ endif()
 
 set(ONF_PYTHON_BUILD_DIR ${CMAKE_BINARY_DIR}/python)
 file(GLOB ONF_PYTHON_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/python/src/*.cpp)
-pybind11_add_module(brelononf_core MODULE ${ONF_PYTHON_SOURCES})
+# NO_EXTRAS: the build type decides optimisation and stripping, as for the library.
+pybind11_add_module(brelononf_core MODULE NO_EXTRAS ${ONF_PYTHON_SOURCES})
 target_link_libraries(brelononf_core PRIVATE BrelonOnfEngine)
 set_target_properties(brelononf_core PROPERTIES
     OUTPUT_NAME _core

@@ -30,6 +30,6 @@ if importlib.util.find_spec("meshio") is not None:
 
 __all__ = [
     "Block", "ELEMENT_KINDS", "Groups", "KIND_NAMES", "Model", "OnfError", "ResultField",
-    "Results", "convert", "file_kind", "from_meshio", "read", "read_blocks", "read_groups", "read_model",
-    "read_results", "to_meshio",
+    "Results", "convert", "file_kind", "from_meshio", "read", "read_blocks", "read_groups",
+    "read_model", "read_results", "to_meshio",
 ]

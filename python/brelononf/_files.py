@@ -7,6 +7,7 @@ import numpy as np
 from . import _core
 from ._blocks import read_blocks
 from ._kinds import file_kind, path_bytes, require_kind
+from ._model import read_model_as_is
 
 _LOG = logging.getLogger("brelononf")
 
@@ -41,6 +42,10 @@ def read_groups(path):
     blocks merged, clashing names of a merged file renamed. Raises OnfError with the engine's
     text for a file that cannot be read, and for a file of another kind."""
     require_kind(path, "groups")
+    return _read_groups_as_is(path)
+
+
+def _read_groups_as_is(path):
     groups = _core.read_groups(path_bytes(path))
     return Groups(_by_name(groups["node"], "node"), _by_name(groups["element"], "element"))
 
@@ -116,12 +121,11 @@ def read_results(path):
 def read(path):
     """The file at `path` by its kind: a Model, Groups or Results, or for any other kind the
     list of its Blocks."""
-    from ._model import read_model
     kind = file_kind(path)
     if kind == "model":
-        return read_model(path)
+        return read_model_as_is(path)
     if kind == "groups":
-        return read_groups(path)
+        return _read_groups_as_is(path)
     if kind == "result":
         return read_results(path)
     return read_blocks(path)

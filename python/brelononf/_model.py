@@ -3,7 +3,7 @@
 import numpy as np
 
 from . import _core
-from ._blocks import Block, checked_table, list_items
+from ._blocks import Block, list_items
 from ._kinds import path_bytes, require_kind
 
 NODES, ELEMENTS, NODE_GROUPS, ELEMENT_GROUPS = 110, 140, 200, 210
@@ -195,4 +195,9 @@ def read_model(path):
     """The model file at `path` as a Model. Raises OnfError with the engine's text for a file
     that cannot be read, and for a file of another kind (a groups file, say)."""
     require_kind(path, "model")
+    return read_model_as_is(path)
+
+
+def read_model_as_is(path):
+    """read_model without the look at the file's kind, for a caller that has looked."""
     return Model._from_engine(_core.read_model(path_bytes(path)))

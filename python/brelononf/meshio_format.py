@@ -97,7 +97,7 @@ class _Elements:
 
     def add(self, mesh, index, block, kinds):
         cells = len(block.data)
-        start = sum(len(p) for p in self.parts["ids"])
+        start = sum(len(kinds) for kinds in self.parts["kinds"])
         self.cell_rows.append(np.arange(start, start + cells))
         ids = _block_data(mesh, ID, index, cells)
         self.parts["ids"].append(None if ids is None else _integers(ids.reshape(-1), ID))
@@ -145,19 +145,16 @@ class _Elements:
         return np.concatenate(self.parts[part]) if self.parts[part] else empty
 
 
-def _mesh_groups(mesh, ids, sets, data, per_block, rows_of):
-    """Name to member ids of the sets and the 0/1 arrays "onf:group:<name>" of a mesh."""
+def _groups(ids, sets, data, set_rows, flag_rows):
+    """Name to member ids of a mesh's sets and its 0/1 arrays "onf:group:<name>": `set_rows`
+    gives the rows (into `ids`) of a set's members, `flag_rows` those of an array's ones."""
     groups = {}
     for name, members in sets.items():
-        if ":" in name:
-            continue  # a format's own sets ("gmsh:bounding_entities")
-        groups[name] = ids[rows_of(members)]
+        if ":" not in name:  # a format's own sets ("gmsh:bounding_entities") are no groups
+            groups[name] = ids[set_rows(members)]
     for name, flags in data.items():
         if name.startswith(GROUP):
-            flags = np.concatenate([np.asarray(f).reshape(-1) for f in flags]) if per_block \
-                else np.asarray(flags).reshape(-1)
-            rows = np.flatnonzero(flags != 0)
-            groups.setdefault(name[len(GROUP):], ids[rows_of(rows, flat=True)])
+            groups.setdefault(name[len(GROUP):], ids[flag_rows(flags)])
     return groups
 
 
@@ -185,25 +182,29 @@ def from_meshio(mesh):
     dropped = [n for n in list(mesh.point_data) + list(mesh.cell_data) if not n.startswith("onf:")]
     if dropped:
         _LOG.info("data a model cannot hold is left out: %s", ", ".join(sorted(set(dropped))))
-    cell_rows = elements.cell_rows
-
-    def element_rows(members, flat=False):
-        if flat:
-            rows = np.concatenate(cell_rows)[members]
-        else:
-            rows = np.concatenate([cell_rows[b][np.asarray(m, dtype=np.int64)]
-                                   for b, m in enumerate(members)])
-        return rows[rows >= 0]
-
     model = Model(node_ids, points, element_ids, elements.joined("kinds", np.zeros(0, np.int32)),
                   offsets, connectivity,
                   elements.joined("properties", np.zeros(0, np.int32)),
                   elements.joined("materials", np.zeros(0, np.int32)),
                   elements.joined("flags", np.zeros((0, 3), np.int32)))
-    node_groups = _mesh_groups(mesh, node_ids, mesh.point_sets, mesh.point_data, False,
-                               lambda members, flat=False: np.asarray(members, dtype=np.int64))
-    element_groups = _mesh_groups(mesh, element_ids, mesh.cell_sets, mesh.cell_data, True,
-                                  element_rows)
+    # Cell data and sets go cell block by cell block; a cell's element row, -1 for none.
+    cell_row = np.concatenate(elements.cell_rows + [np.zeros(0, np.int64)])
+    starts = np.cumsum([0] + [len(block.data) for block in mesh.cells])
+
+    def set_cells(members):
+        cells = np.concatenate([starts[b] + np.asarray(m, np.int64) for b, m in enumerate(members)]
+                               + [np.zeros(0, np.int64)])
+        rows = cell_row[cells]
+        return rows[rows >= 0]
+
+    def flag_cells(flags):
+        rows = cell_row[np.flatnonzero(np.concatenate([np.ravel(f) for f in flags]))]
+        return rows[rows >= 0]
+
+    node_groups = _groups(node_ids, mesh.point_sets, mesh.point_data,
+                          lambda members: np.asarray(members, np.int64),
+                          lambda flags: np.flatnonzero(np.ravel(flags)))
+    element_groups = _groups(element_ids, mesh.cell_sets, mesh.cell_data, set_cells, flag_cells)
     model.set_groups(node_groups, element_groups)
     return model
 

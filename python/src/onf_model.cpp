@@ -120,19 +120,22 @@ py::dict ReadModel(const py::bytes& path) {
     return result;
 }
 
-// The block of `model` under `descriptor`, made empty: an existing one is replaced, so that the
-// written block holds the given records and no others (the new model's default system, say).
-OnfBlock& EmptyBlock(OnfModelFile& model, const QSV_DataDescriptor& descriptor,
-                     const std::string& format) {
-    if (model.HasBlock(descriptor)) {
-        model.DeleteDataBlock(descriptor);
-    }
+// A new empty block of `set` under `descriptor`, replacing one it holds: in the catalogue's
+// format for a catalogued number, else in `format`. Made as the loader makes a block of a file,
+// since a custom block's descriptor need not name a number (NON_ONF), which the set's
+// CreateDataBlock refuses.
+OnfBlock& NewBlock(OnfBlockSet& set, const QSV_DataDescriptor& descriptor,
+                   const std::string& format) {
     const bool catalogued =
         descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
         QSV_OnfInfoPool::ExistsOnfBlock(descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID));
-    QSV_DataBlock& block = catalogued ? model.CreateDataBlock(descriptor, 0)
-                                      : model.CreateDataBlock(descriptor, 0, 0, format);
-    return static_cast<OnfBlock&>(block);
+    OnfHelpers& helpers = *set.GetHelpers();
+    std::unique_ptr<OnfBlock> block(
+        catalogued ? new OnfBlock(descriptor, 0, set, helpers)
+                   : new OnfBlock(descriptor, format.c_str(), 0, set, helpers));
+    OnfBlock& made = *block;
+    set.GetDataBlockSet().StoreDataBlockInstance(descriptor, block.release());
+    return made;
 }
 
 void WriteModel(const py::bytes& path, const py::list& blocks) {
@@ -140,7 +143,7 @@ void WriteModel(const py::bytes& path, const py::list& blocks) {
     for (const py::handle entry : blocks) {
         const QSV_DataDescriptor descriptor =
             MakeDescriptor(py::cast<py::dict>(entry["descriptor"]));
-        OnfBlock& block = EmptyBlock(*model, descriptor, entry["format"].cast<std::string>());
+        OnfBlock& block = NewBlock(*model, descriptor, entry["format"].cast<std::string>());
         FillBlock(block, model->GetIdMapsPool(), py::cast<py::dict>(entry["table"]));
     }
     model->Write();
@@ -149,14 +152,7 @@ void WriteModel(const py::bytes& path, const py::list& blocks) {
 // The columns of a block's records: (name, type) in item order, the types as numpy knows them.
 py::list Schema(const py::dict& descriptorItems, const std::string& format) {
     OnfBlockSet set;
-    const QSV_DataDescriptor descriptor = MakeDescriptor(descriptorItems);
-    const bool catalogued =
-        descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
-        QSV_OnfInfoPool::ExistsOnfBlock(descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID));
-    const auto& block =
-        static_cast<const OnfBlock&>(catalogued ? set.CreateDataBlock(descriptor, 0)
-                                                : set.CreateDataBlock(descriptor, 0, 0, format));
-    return SchemaOf(block);
+    return SchemaOf(NewBlock(set, MakeDescriptor(descriptorItems), format));
 }
 
 } // namespace

@@ -67,6 +67,21 @@ def test_elements_without_a_cell_are_left_out_with_a_warning(caplog):
     assert ELEMENT_KINDS[40] == "DUMMY"
 
 
+def test_a_mesh_of_another_tool_becomes_a_model(caplog):
+    # Plane points, no onf data, and a cell type that makes no element.
+    mesh = meshio.Mesh(np.array([[0.0, 0.0], [1.0, 0.0], [1.0, 1.0], [0.0, 1.0], [0.5, 0.5]]),
+                       [("triangle", np.array([[0, 1, 4], [1, 2, 4]])),
+                        ("quad9", np.arange(9).reshape(1, 9) % 5), ("line", np.array([[2, 3]]))],
+                       cell_sets={"FIRST": [np.array([0]), np.array([], int), np.array([0])]})
+    model = brelononf.from_meshio(mesh)
+    assert model.node_ids.tolist() == [1, 2, 3, 4, 5]
+    assert model.coordinates[2].tolist() == [1.0, 1.0, 0.0]
+    assert model.element_ids.tolist() == [1, 2, 3] and model.element_kinds.tolist() == [10, 10, 41]
+    assert model.connectivity.tolist() == [0, 1, 4, 1, 2, 4, 2, 3]
+    assert model.element_groups["FIRST"].tolist() == [1, 3]
+    assert "1 cells of type 'quad9' make no element" in caplog.text
+
+
 def test_results_become_point_and_cell_data():
     model = brelononf.read_model(MODEL)
     results = brelononf.read_results(RESULTS)

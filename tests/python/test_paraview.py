@@ -46,6 +46,7 @@ def test_the_model_as_points_and_cells():
     assert _array(grid.GetCellData(), "onf:id")[:3].tolist() == [1, 2, 3]
     on_bearing = _array(grid.GetPointData(), "onf:group:LEFT_BEARING")
     assert on_bearing.sum() == len(brelononf.read_groups(BRIDGE_GROUPS).nodes["LEFT_BEARING"])
+    assert not reader.GetOutputInformation(0).Has(vtkStreamingDemandDrivenPipeline.TIME_STEPS())
 
 
 def test_one_time_step_per_design_iteration():

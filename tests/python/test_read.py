@@ -153,6 +153,13 @@ def test_blocks_of_any_file_as_structured_records(write_onf):
     assert blocks[2].records.tolist() == [(140, 1, 2, 2)]
 
 
+def test_a_block_that_fails_to_load_fails_the_read(write_onf):
+    path = write_onf("   -1\n4711\n0\n   -1\n   -1\n   110\n1\n1, 0, 0, 1, 2\n   -1\n")
+    with pytest.raises(brelononf.OnfError, match="some values are missing") as raised:
+        brelononf.read_blocks(path)
+    assert raised.value.identifier == "221112190655"
+
+
 @pytest.mark.parametrize("numbers, header, kind", [
     ([100, 110, 200], "", "model"),
     ([97], "", "init"),
