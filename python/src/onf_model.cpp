@@ -3,6 +3,7 @@
 #include "onf_python.h"
 
 #include "OnfBlockSet.h"
+#include "OnfBlockTextReader.h"
 #include "OnfModelFile.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_OnfCatalogue.h"
@@ -120,22 +121,47 @@ py::dict ReadModel(const py::bytes& path) {
     return result;
 }
 
+// A custom block whose descriptor names no number (NON_ONF) comes only from a file, since the
+// set's CreateDataBlock wants a number: it is read from the text of an empty block with its
+// descriptor and format, as a file would give it.
+OnfBlock& NewNonOnfBlock(OnfBlockSet& set, const QSV_DataDescriptor& descriptor,
+                         const std::string& format) {
+    std::string items;
+    for (int i = 0; i < QSV_DataDescriptor::NUM_ITEMS; ++i) {
+        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(i);
+        if (!descriptor.IsSet(index)) {
+            continue;
+        }
+        const QSV_DataDescriptor::NameAndType& row = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[i];
+        items += std::string(row.name) + "=" +
+                 (row.type == QSV_DataDescriptor::ITEM_TYPE_INTEGER
+                      ? std::to_string(descriptor.GetInteger(index))
+                      : descriptor.GetString(index)) +
+                 "\n";
+    }
+    const std::string text = std::string("   -1\n") +
+                             (items.empty() ? "" : "   -2\n" + items + "   -2\n") +
+                             "   -3\nFORMAT=" + format + "\n   -3\nNON_ONF\n0\n   -1\n";
+    OnfBlockTextReader reader(text.data(), text.size(), L"(a new custom block)",
+                              OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    set.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS);
+    return static_cast<OnfBlock&>(set.GetDataBlock(descriptor));
+}
+
 // A new empty block of `set` under `descriptor`, replacing one it holds: in the catalogue's
-// format for a catalogued number, else in `format`. Made as the loader makes a block of a file,
-// since a custom block's descriptor need not name a number (NON_ONF), which the set's
-// CreateDataBlock refuses.
+// format for a catalogued number, else in `format`.
 OnfBlock& NewBlock(OnfBlockSet& set, const QSV_DataDescriptor& descriptor,
                    const std::string& format) {
+    if (set.HasBlock(descriptor)) {
+        set.DeleteDataBlock(descriptor);
+    }
+    if (!descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID)) {
+        return NewNonOnfBlock(set, descriptor, format);
+    }
     const bool catalogued =
-        descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID) &&
         QSV_OnfInfoPool::ExistsOnfBlock(descriptor.GetInteger(QSV_DataDescriptor::RI_ONF_ID));
-    OnfHelpers& helpers = *set.GetHelpers();
-    std::unique_ptr<OnfBlock> block(
-        catalogued ? new OnfBlock(descriptor, 0, set, helpers)
-                   : new OnfBlock(descriptor, format.c_str(), 0, set, helpers));
-    OnfBlock& made = *block;
-    set.GetDataBlockSet().StoreDataBlockInstance(descriptor, block.release());
-    return made;
+    return static_cast<OnfBlock&>(catalogued ? set.CreateDataBlock(descriptor, 0)
+                                             : set.CreateDataBlock(descriptor, 0, 0, format));
 }
 
 void WriteModel(const py::bytes& path, const py::list& blocks) {
