@@ -223,8 +223,9 @@ public:
     static void RemoveTemporaries();
     // Test seam: from now on the `n`-th write, flush or step of completing a file (1: the next
     // one) fails with `error`, and with `persistent` every one after it as well, until this is
-    // called again; n = 0 ends the plan. Process-wide, for tests of the callers' failure paths.
-    static void InjectFaults(size_t n, int error, bool persistent);
+    // called again; n = 0 ends the plan. Returns how many operations the plan it ends has made
+    // fail. Process-wide, for tests of the callers' failure paths.
+    static size_t InjectFaults(size_t n, int error, bool persistent);
 
 private:
     enum Kind {

@@ -139,7 +139,7 @@ public:
     const std::wstring& GetFilePath() const { return m_FilePath; }
 
 protected:
-    // Frees every integer and real list and makes slot 0 of both anew.
+    // Frees every integer and real list but slot 0 of both, which is emptied. Allocates nothing.
     void ReInitPools();
     // The bundle handed to every block of this database.
     OnfHelpers* GetBlockHelpers() const { return m_Helpers; }

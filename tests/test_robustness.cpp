@@ -179,31 +179,6 @@ std::vector<std::string> Temporaries(const std::string& folder) {
     return names;
 }
 
-// Every write, flush and completing step of a save fails in turn, once and for good: until the
-// save gets through, the old file stays byte for byte and no temporary file is left behind.
-TEST(WriteFaults, ASaveThatFailsAtAnyStepLeavesTheOldFile) {
-    for (const WriteCase& c : WriteCases()) {
-        for (const bool persistent : {false, true}) {
-            SCOPED_TRACE(std::string(c.kind) + (persistent ? ", faults persist" : ", one fault"));
-            const std::string path = Put(std::string("kept_") + c.kind + ".onf", "# old\n");
-            size_t n = 1;
-            for (bool failed = true; failed; ++n) {
-                BrelonOutputFile::InjectFaults(n, ENOSPC, persistent);
-                try {
-                    c.write(path);
-                    failed = false;
-                } catch (const QSV_Failure&) {
-                }
-                BrelonOutputFile::InjectFaults(0, 0, false);
-                ASSERT_TRUE(!failed || Get(path) == "# old\n") << "fault at step " << n;
-            }
-            EXPECT_GT(n, 4u); // lines, the flush, storing and replacing each failed once
-            EXPECT_NE(Get(path), "# old\n");
-            EXPECT_EQ(Temporaries(Dir()), std::vector<std::string>());
-        }
-    }
-}
-
 // A file size limit strikes in the middle of a model; the old file is what stays.
 TEST(WriteFaults, AFileSizeLimitLeavesTheOldFile) {
     const std::string path = Put("limited.onf", "# old\n");
@@ -287,23 +262,6 @@ TEST(WriteFaults, AFailedAppendCutsTheFileBackToItsOldLength) {
         }
         EXPECT_EQ(Get(path), fails ? "# old\n" : "# old\none\ntwo\n");
     }
-}
-
-// The result file reports no failure of its own; a write that fails keeps the old file all the
-// same.
-TEST(WriteFaults, TheResultFileKeepsItsOldContentUntilWrittenWhole) {
-    const std::string whole = Dir() + "result_whole.onf";
-    ONFOptResultFile(Wide(whole)).Write();
-    const std::string path = Put("result_kept.onf", "# old\n");
-    size_t n = 1;
-    for (; Get(path) == "# old\n"; ++n) {
-        ASSERT_LT(n, 100u);
-        BrelonOutputFile::InjectFaults(n, EIO, false);
-        ONFOptResultFile(Wide(path)).Write();
-        BrelonOutputFile::InjectFaults(0, 0, false);
-    }
-    EXPECT_GT(n, 3u);
-    EXPECT_EQ(Get(path), Get(whole));
 }
 
 // The result file's Write reports nothing when the file cannot be opened; it leaves no file.

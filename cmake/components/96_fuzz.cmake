@@ -20,6 +20,9 @@ endfunction()
 
 # Faults of the world around a file and hostile file contents.
 onf_add_test(test_robustness tests/test_robustness.cpp)
+# The Nth allocation and the Nth write failing, N = 1, 2, ...: a program of its own, as it
+# replaces the global allocator.
+onf_add_test(test_fault_injection tests/test_fault_injection.cpp)
 # Operations that number new records, driven to the largest 32-bit id. The process-wide counters
 # of load items are reached through the model's private header.
 onf_add_test(test_id_limits tests/test_id_limits.cpp)

@@ -1,5 +1,7 @@
 #include "BrelonContainers.h"
 
+#include <algorithm>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -99,6 +101,17 @@ Brelon_SP_STRING_ID BrelonStringsPool::Add(const char* text, size_t length) {
     if ((m_Strings.size() + 1) * 2 > m_Index.size()) {
         GrowIndex();
     }
+    // Room for one more string in each vector first, so that a failed allocation leaves them of
+    // one length: the pushes below cannot fail half-way.
+    const size_t more = std::max<size_t>(16, 2 * m_Strings.size());
+    for (auto* positions : {&m_Lengths, &m_Hashes}) {
+        if (positions->size() == positions->capacity()) {
+            positions->reserve(more);
+        }
+    }
+    if (m_Strings.size() == m_Strings.capacity()) {
+        m_Strings.reserve(more);
+    }
     const char* stored = Store(text, length);
     m_Strings.push_back(stored);
     m_Lengths.push_back(static_cast<uint32_t>(length));
@@ -132,15 +145,17 @@ char* BrelonStringsPool::Store(const char* text, size_t length) {
     const size_t need = length + 1;
     char* out;
     if (need > m_FreeBytes) {
-        if (need > m_ChunkSize / 2) {
+        // The chunk is owned before the list of chunks may grow, so that a failure there frees it.
+        const bool ownChunk = need > m_ChunkSize / 2;
+        std::unique_ptr<char[]> chunk(new char[ownChunk ? need : m_ChunkSize]);
+        m_Chunks.push_back(std::move(chunk));
+        if (ownChunk) {
             // A long text gets a chunk of its own; the current chunk keeps serving short ones.
-            m_Chunks.emplace_back(new char[need]);
             out = m_Chunks.back().get();
             std::memcpy(out, text, length);
             out[length] = '\0';
             return out;
         }
-        m_Chunks.emplace_back(new char[m_ChunkSize]);
         m_Free = m_Chunks.back().get();
         m_FreeBytes = m_ChunkSize;
     }

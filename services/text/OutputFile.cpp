@@ -67,6 +67,7 @@ struct FaultPlan {
     int error = 0;           // the errno it leaves
     bool persistent = false; // every operation after it fails too
     bool firing = false;     // a persistent fault has come
+    size_t fired = 0;        // operations made to fail
 };
 FaultPlan s_Faults;
 
@@ -76,6 +77,7 @@ bool FaultDue() {
         return false;
     }
     s_Faults.firing = s_Faults.persistent;
+    ++s_Faults.fired;
     errno = s_Faults.error;
     return true;
 }
@@ -457,8 +459,10 @@ void BrelonOutputFile::RemoveTemporaries() {
     }
 }
 
-void BrelonOutputFile::InjectFaults(size_t n, int error, bool persistent) {
-    s_Faults = FaultPlan{n, error, persistent, false};
+size_t BrelonOutputFile::InjectFaults(size_t n, int error, bool persistent) {
+    const size_t fired = s_Faults.fired;
+    s_Faults = FaultPlan{n, error, persistent, false, 0};
+    return fired;
 }
 
 BrelonOutputFileBuf::BrelonOutputFileBuf(BrelonOutputFile& file) : m_File(file) {

@@ -125,10 +125,38 @@ void ReadBlock(std::istream& is, int blockId, ONFOptResultFile& file) {
 
 } // namespace
 
+namespace {
+
+// A stream operator turns an exception inside it (a failed allocation, say) into the stream's bad
+// bit, and below a bad stream would read as the normal end of the file: the rest of the file would
+// be lost without a word. While the file is read the bad bit throws instead, so that the exception
+// itself leaves; the caller's mask comes back afterwards.
+class BadBitThrows {
+public:
+    explicit BadBitThrows(std::istream& is) : m_Stream(is), m_Saved(is.exceptions()) {
+        is.exceptions(m_Saved | std::ios::badbit);
+    }
+    ~BadBitThrows() {
+        try {
+            m_Stream.exceptions(m_Saved); // throws where the caller's mask holds a state bit set
+        } catch (...) {
+        }
+    }
+    BadBitThrows(const BadBitThrows&) = delete;
+    BadBitThrows& operator=(const BadBitThrows&) = delete;
+
+private:
+    std::istream& m_Stream;
+    std::ios::iostate m_Saved;
+};
+
+} // namespace
+
 std::istream& operator>>(std::istream& is, ONFOptResultFile& file) {
     if (is.eof()) {
         return is;
     }
+    const BadBitThrows badBitThrows(is);
     std::string comment;
     while (true) {
         // Comments are recognised only with "#" as the very first byte, ahead of a block.

@@ -102,9 +102,18 @@ void BrelonOnfTxtDatabase::MakeEmptyListSlots() {
     m_FirstRealList = reals.release();
 }
 
+// Slot 0 of each list pool, the absent list, is emptied and kept rather than made anew: nothing
+// is allocated, so that the release in a file kind's destructor cannot fail for want of memory
+// (a failure leaving a destructor would end the process).
 void BrelonOnfTxtDatabase::ReInitPools() {
-    FreeListPools();
-    MakeEmptyListSlots();
+    for (size_t i = 1; i < m_RealLists.size(); ++i) {
+        delete m_RealLists[i];
+    }
+    m_RealLists.resize(1);
+    m_IntLists.erase(m_IntLists.begin() + 1, m_IntLists.end());
+    m_FirstIntList->clear();
+    m_FirstIdxList->clear();
+    m_FirstRealList->clear();
 }
 
 void BrelonOnfTxtDatabase::PrepareFileName(const std::wstring& folder, const std::wstring& name,
