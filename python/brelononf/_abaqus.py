@@ -5,7 +5,8 @@ writer numbers them 1, 2, ... in its own order, names each element block after t
 Abaqus types it reads as that cell (a triangle becomes a rigid "R3D3"), and writes a set that
 spans several blocks as one section a block, of which its reader keeps the last. `write_model_file`
 mends the file meshio wrote: the ids of "onf:id", the Abaqus type of each element kind, one
-section a set. `read_ids` takes the numbers of a file into "onf:id" after meshio read it.
+section a set. `read_ids` takes the numbers of a file into "onf:id", and the element kinds its
+types stand for into "onf:kind", after meshio read it.
 """
 
 import logging
@@ -16,12 +17,13 @@ import numpy as np
 _LOG = logging.getLogger("brelononf")
 _KEYWORD = re.compile(r"\*\s*([A-Za-z]+)")
 
-# Element kinds (see ELEMENT_KINDS) by the Abaqus type of their cell; all read back as that cell.
+# Element kinds (see ELEMENT_KINDS) by the Abaqus type they are written as; a type reads back as
+# the first of its kinds (springs have no type of their own here and come back as rods).
 _TYPES = {
     "C3D4": (1,), "C3D10": (2,), "C3D8": (3, 30, 31, 32), "C3D20": (4, 33, 34, 35),
     "C3D6": (5,), "C3D15": (6,), "S3": (10,), "STRI65": (11,), "S4": (12, 36),
     "S8R": (13, 37), "CPS3": (20,), "CPE6": (21,), "CPS4": (23, 38), "B31": (41,), "B32": (42,),
-    "T3D2": (44, 46), "T3D3": (45, 47),
+    "T3D2": (46, 44), "T3D3": (47, 45),
 }
 _TYPE_OF_KIND = {kind: name for name, kinds in _TYPES.items() for kind in kinds}
 _PER_LINE = 8
@@ -96,11 +98,22 @@ def write_model_file(path, mesh):
                 f.write(entry)
 
 
+def _kinds(types, mesh):
+    """The element kind of each cell block by its Abaqus type; the cell type's own kind where
+    the type names none of the kinds."""
+    from ._cells import DEFAULT_KINDS
+    kinds = [_TYPES.get(name, (DEFAULT_KINDS.get(block.type, 0),))[0]
+             for name, block in zip(types, mesh.cells)]
+    return [np.full(len(block.data), kind, dtype=np.int32)
+            for kind, block in zip(kinds, mesh.cells)]
+
+
 def read_ids(path, mesh):
     """Puts the node and element numbers of the Abaqus file at `path` into the "onf:id" data of
-    `mesh`, which meshio read from it. Where the numbers do not match the mesh (a file of
-    several node sections, say), the mesh stays as it is, with a warning."""
-    node_lines, element_sections, section = [], [], None
+    `mesh`, which meshio read from it, and the kinds of its element types into "onf:kind".
+    Where the numbers do not match the mesh (a file of several node sections, say), the mesh
+    stays as it is, with a warning."""
+    node_lines, element_sections, types, section = [], [], [], None
     with open(path) as f:
         for line in f:
             keyword = _keyword(line)
@@ -108,6 +121,7 @@ def read_ids(path, mesh):
                 section = keyword
                 if keyword == "ELEMENT":
                     element_sections.append([])
+                    types.append(line.upper().partition("TYPE=")[2].split(",")[0].strip())
             elif section == "NODE" and line.strip():
                 node_lines.append(line.partition(",")[0])
             elif section == "ELEMENT" and line.strip():
@@ -124,3 +138,4 @@ def read_ids(path, mesh):
         return
     mesh.point_data["onf:id"] = node_ids
     mesh.cell_data["onf:id"] = cell_ids
+    mesh.cell_data["onf:kind"] = _kinds(types, mesh)

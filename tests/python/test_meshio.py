@@ -37,6 +37,21 @@ def test_conversion_keeps_positions_connectivity_ids_and_groups(tmp_path, suffix
     assert _summary(brelononf.read_model(tmp_path / "back.onf")) == _summary(expected)
 
 
+def test_abaqus_element_types_keep_the_kinds(tmp_path):
+    # A plane triangle, a rod and a collapsed hexahedron, which Abaqus writes as a plane-stress
+    # triangle, a truss and a brick; the brick comes back as the kind it collapsed from.
+    model = brelononf.Model(np.arange(1, 9), np.random.default_rng(2).random((8, 3)),
+                            [4, 5, 6], [20, 46, 32], [0, 3, 5, 13],
+                            [0, 1, 2, 0, 3] + list(range(8)))
+    model.write(tmp_path / "kinds.onf")
+    brelononf.convert(tmp_path / "kinds.onf", tmp_path / "kinds.inp")
+    assert "*ELEMENT, TYPE=CPS3\n" in (tmp_path / "kinds.inp").read_text()
+    brelononf.convert(tmp_path / "kinds.inp", tmp_path / "back.onf")
+    back = brelononf.read_model(tmp_path / "back.onf")
+    assert dict(zip(back.element_ids.tolist(), back.element_kinds.tolist())) == \
+        {4: 20, 5: 46, 6: 3}
+
+
 def test_kinds_become_cells_in_the_viewers_node_order_and_come_back():
     kinds = [k for k in sorted(SHAPES) if SHAPES[k].exact]
     sizes = [SHAPES[k].nodes for k in kinds]
