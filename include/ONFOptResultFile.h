@@ -11,6 +11,8 @@
 #include <ostream>
 #include <string>
 
+class OnfBlockTextReader;
+
 // The result file object: the seven blocks as typed vectors, with both reading routes.
 class ONFOptResultFile : public ONFFile {
 public:
@@ -28,6 +30,9 @@ public:
     // (groups whose id is already there are dropped). Throws the reader's failures,
     // "161050150211" for a block that is no part of a result file, and the blocks' failures.
     void Read();
+    // The same from a reader the caller made on the file, which keeps the blocks of numbers the
+    // catalogue lacks (UNKNOWN_BLOCK_KEEP), as Read's own reader does.
+    void Read(OnfBlockTextReader& reader);
     // Writes the header and all seven blocks to the file. A file that cannot be opened is not
     // reported; nothing is written then.
     void Write() const;

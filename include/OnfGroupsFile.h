@@ -60,6 +60,10 @@ public:
     // file has more than two blocks, groups of one kind that share a name are renamed
     // "<name>_001", "<name>_002", ... with a warning each. The name maps are not filled.
     void Read();
+    // What Read does once the file's blocks are loaded (LoadFrom with LOAD_MERGE_BY_NUMBER), for
+    // a caller that loads them itself: when the load took more than two blocks (`numBlocks`),
+    // the renaming of groups of one kind that share a name.
+    void FinishRead(size_t numBlocks);
     // Writes the file anew.
     void Write() const;
 

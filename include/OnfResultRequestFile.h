@@ -152,6 +152,9 @@ public:
     // a user output outside 0 to 2 with "Invalid value found in onf block 440 for
     // user_ouput_id". A failure keeps the requests decoded before it.
     void Read();
+    // What Read does once the file's blocks are loaded (LoadFrom with LOAD_REPLACE_BLOCKS), for
+    // a caller that loads them itself: rebuilds the request map, with Read's failures.
+    void FinishRead();
     // Writes the file anew with the sensitivity requests (blocks 640 to 643 with details) and
     // the given groups (node groups to block 10030, element groups to 10032; ids as given). All
     // other requests are left out. The object does not change.

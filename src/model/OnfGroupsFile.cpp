@@ -247,7 +247,11 @@ void OnfGroupsFile::LoadFromDb(const QSV_Database& db, int variant) {
 void OnfGroupsFile::Read() {
     OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
     LoadFrom(reader, LOAD_MERGE_BY_NUMBER);
-    if (reader.GetBlocksInfo().size() == 2) {
+    FinishRead(reader.GetBlocksInfo().size());
+}
+
+void OnfGroupsFile::FinishRead(size_t numBlocks) {
+    if (numBlocks == 2) {
         return;
     }
     QSV_LOG(LOG_DETAIL, kTag, "Checking for duplicated group names");

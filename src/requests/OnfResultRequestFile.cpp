@@ -110,6 +110,10 @@ OnfResultRequestFile::~OnfResultRequestFile() = default;
 void OnfResultRequestFile::Read() {
     OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
     LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    FinishRead();
+}
+
+void OnfResultRequestFile::FinishRead() {
     InitRrm();
 }
 

@@ -41,6 +41,10 @@ ONFOptResultFile::~ONFOptResultFile() = default;
 void ONFOptResultFile::Read() {
     // Blocks 700 to 740 are this file's own and unknown to the catalogue, so they are kept.
     OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    Read(reader);
+}
+
+void ONFOptResultFile::Read(OnfBlockTextReader& reader) {
     TextLineSplitter splitter(2048);
     const std::vector<OnfBlockTextReader::BLOCK_INFO>& blocks = reader.GetBlocksInfo();
     for (size_t index = 0; index < blocks.size(); ++index) {
