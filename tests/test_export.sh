@@ -53,7 +53,7 @@ xml_checks() {
     for args in "export" "export $model" "export $model a.vtu --groups" "export $model a.vtu --x"; do
         # shellcheck disable=SC2086
         run 2 $args
-        grep -q "^usage: onf export" "$work/err" || fail "'$args': no usage text"
+        grep -q "^onf export: .* (see 'onf help export')$" "$work/err" || fail "'$args': no usage line"
     done
 }
 

@@ -135,7 +135,7 @@ default = rel:1e-5
 EOF
 tolerance_case "tolerance file" 0 --tol-file rules.tol
 printf '110:3 = abs:1e-6\n120:99 = abs:1\n' >bad.tol
-echo "onf diff: bad.tol:2: block 120 has no item '99'" >bad.err
+echo "onf diff: bad.tol:2: block 120 has no item '99' (see 'onf help diff')" >bad.err
 expect "a wrong rule in a file" 2 /dev/null "" -- diff --tol-file bad.tol t1.onf t2.onf
 head -n 1 "$work/err" | diff -u bad.err - || fail "a wrong rule: message"
 for rule in "120:8" "120:8=abs" "120:8=abs:-1" "120:8=near:1" "ONF_NOTHING=exact" "120:8=abs:x"; do
@@ -335,6 +335,6 @@ expect "diff of infinities and NaN" 1 "" /dev/null -- diff --relative 1 --floor 
 grep -q ": 2 of 3 body lines differ$" "$work/out" || fail "infinities and NaN: $(cat "$work/out")"
 printf '   -1\n110\n2\n1, 0, 0, 1, 2, 3\n   -1\n' >short.onf
 expect "diff with a failing file" 2 /dev/null "" -- diff a.onf short.onf
-grep -q "^short.onf: error: " "$work/err" || fail "diff: the failure is not shown"
+grep -q "^short.onf:3: error: " "$work/err" || fail "diff: the failure is not shown"
 
 finish

@@ -42,6 +42,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/BrelonOnfEngine.pc
 if(TARGET onf)
     set_target_properties(onf PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
     install(TARGETS onf RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES ${CMAKE_BINARY_DIR}/onf.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/onf.bash-completion
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME onf)
 endif()
 
 # The worked examples of docs/api.md, built against the tree and run in a scratch folder; CI

@@ -186,24 +186,6 @@ void DiffSection::PrintJson(FILE* out) const {
     std::fputs((text + "}").c_str(), out);
 }
 
-std::string JsonString(const std::string& text) {
-    std::string json = "\"";
-    for (const char c : text) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            json += '\\';
-            json += c;
-        } else if (byte < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
-            json += escaped;
-        } else {
-            json += c;
-        }
-    }
-    return json + "\"";
-}
-
 std::string JsonNumber(double value) {
     return std::isfinite(value) ? RealText(value) : "null";
 }

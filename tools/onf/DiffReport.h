@@ -2,6 +2,8 @@
 // by default, every difference with --all, or a JSON document with --json.
 #pragma once
 
+#include "OnfTool.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -90,8 +92,6 @@ private:
     size_t m_NumNotShown = 0;
 };
 
-// A JSON string literal of `text`.
-std::string JsonString(const std::string& text);
 // A JSON number, or null when `value` is not finite.
 std::string JsonNumber(double value);
 

@@ -1,5 +1,6 @@
 // A series of grids, one a design iteration, and the collection file that makes them the time
 // steps of one data set in a viewer.
+#include "OnfToolOutput.h"
 #include "VtuWriter.h"
 
 #include "ONFOptResultFile.h"
@@ -7,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,8 +37,9 @@ std::string BaseName(const std::string& path) {
     throw std::runtime_error(what + " " + path + ": " + std::strerror(errno));
 }
 
-// The files of one series, written under temporary names and renamed together at the end;
-// whatever is not committed is removed again, with the folder if this series made it.
+// The files of one series, each written as a new file beside its final place and finished
+// when written, and all renamed together at the end; an output that is not committed removes
+// its new file, and the folder goes again if this series made it.
 class SeriesFiles {
 public:
     explicit SeriesFiles(const std::string& folder) : m_Folder(folder) {
@@ -50,9 +53,7 @@ public:
         if (m_Committed) {
             return;
         }
-        for (const auto& file : m_Files) {
-            std::remove(file.first.c_str());
-        }
+        m_Files.clear();
         if (m_MadeFolder) {
             ::rmdir(m_Folder.c_str());
         }
@@ -60,17 +61,15 @@ public:
     SeriesFiles(const SeriesFiles&) = delete;
     SeriesFiles& operator=(const SeriesFiles&) = delete;
 
-    // The temporary name to write `path` under.
-    std::string Add(const std::string& path) {
-        m_Files.emplace_back(path + ".part", path);
-        return m_Files.back().first;
+    // The output of `path`; Finish it when it is written.
+    OutputFile& Add(const std::string& path) {
+        m_Files.push_back(std::make_unique<OutputFile>(path));
+        return *m_Files.back();
     }
-    // Renames every file to its final name, the collection file (added last) last.
+    // Puts every file in place, the collection file (added last) last.
     void Commit() {
         for (const auto& file : m_Files) {
-            if (std::rename(file.first.c_str(), file.second.c_str()) != 0) {
-                Fail("cannot write", file.second);
-            }
+            file->Replace();
         }
         m_Committed = true;
     }
@@ -79,15 +78,12 @@ private:
     std::string m_Folder;
     bool m_MadeFolder = false;
     bool m_Committed = false;
-    std::vector<std::pair<std::string, std::string>> m_Files; // temporary and final name
+    std::vector<std::unique_ptr<OutputFile>> m_Files;
 };
 
-void WriteCollection(const std::string& path, const std::string& final,
-                     const std::vector<int>& iterations, const std::vector<std::string>& steps) {
-    FILE* out = std::fopen(path.c_str(), "wb");
-    if (out == nullptr) {
-        Fail("cannot open", final);
-    }
+void WriteCollection(OutputFile& output, const std::vector<int>& iterations,
+                     const std::vector<std::string>& steps) {
+    FILE* out = output.Stream();
     std::fputs("<?xml version=\"1.0\"?>\n"
                "<VTKFile type=\"Collection\" version=\"0.1\" byte_order=\"LittleEndian\">\n"
                "  <Collection>\n",
@@ -97,10 +93,7 @@ void WriteCollection(const std::string& path, const std::string& final,
                      iterations[i], XmlEscaped(steps[i]).c_str());
     }
     std::fputs("  </Collection>\n</VTKFile>\n", out);
-    const bool failed = std::ferror(out) != 0;
-    if (std::fclose(out) != 0 || failed) {
-        Fail("cannot write", final);
-    }
+    output.Finish();
 }
 
 } // namespace
@@ -121,10 +114,13 @@ size_t WriteVtuSeries(ModelVtuExport& grid, const ONFOptResultFile& results,
         const std::string name = "iteration_" + std::to_string(iteration) + ".vtu";
         steps.push_back(BaseName(folder) + "/" + name);
         grid.AddResultsAt(results, iteration);
-        WriteVtu(grid.GetGrid(), files.Add(folder + "/" + name), encoding);
+        const std::string path = folder + "/" + name;
+        OutputFile& output = files.Add(path);
+        WriteVtu(grid.GetGrid(), output.Stream(), path, encoding);
+        output.Finish();
         grid.DropArrays(pointArrays, cellArrays);
     }
-    WriteCollection(files.Add(pvdPath), pvdPath, iterations, steps);
+    WriteCollection(files.Add(pvdPath), iterations, steps);
     files.Commit();
     return iterations.size();
 }

@@ -117,20 +117,11 @@ const ShapeTable kShapes;
 
 // ---- Output ----------------------------------------------------------------------------------
 
-// Collects text in memory and hands it to the file in large pieces.
+// Collects text in memory and hands it to a stream, which it does not own, in large pieces.
 class VtuOutput {
 public:
-    explicit VtuOutput(const std::string& path) : m_Path(path) {
-        m_File = std::fopen(path.c_str(), "wb");
-        if (m_File == nullptr) {
-            Fail("cannot open");
-        }
+    VtuOutput(FILE* file, const std::string& name) : m_Path(name), m_File(file) {
         m_Buffer.reserve(kFlushBytes + 4096);
-    }
-    ~VtuOutput() {
-        if (m_File != nullptr) {
-            std::fclose(m_File);
-        }
     }
     VtuOutput(const VtuOutput&) = delete;
     VtuOutput& operator=(const VtuOutput&) = delete;
@@ -159,9 +150,7 @@ public:
     }
     void Close() {
         Flush();
-        const int failed = std::fclose(m_File);
-        m_File = nullptr;
-        if (failed != 0) {
+        if (std::fflush(m_File) != 0) {
             Fail("cannot write");
         }
     }
@@ -303,7 +292,23 @@ const VtkCellShape& VtkShapeOf(int type) {
 }
 
 void WriteVtu(const VtuGrid& grid, const std::string& path, VtuEncoding encoding) {
-    VtuOutput out(path);
+    FILE* file = std::fopen(path.c_str(), "wb");
+    if (file == nullptr) {
+        throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
+    }
+    try {
+        WriteVtu(grid, file, path, encoding);
+    } catch (...) {
+        std::fclose(file);
+        throw;
+    }
+    if (std::fclose(file) != 0) {
+        throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+    }
+}
+
+void WriteVtu(const VtuGrid& grid, FILE* file, const std::string& name, VtuEncoding encoding) {
+    VtuOutput out(file, name);
     out.Text("<?xml version=\"1.0\"?>\n"
              "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
              "header_type=\"UInt64\">\n"

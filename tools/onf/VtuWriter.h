@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <utility>
@@ -86,6 +87,9 @@ enum VtuEncoding { VTU_BINARY = 0, VTU_ASCII = 1 };
 // replacing the file. Throws std::runtime_error with the system's reason when the file cannot
 // be written.
 void WriteVtu(const VtuGrid& grid, const std::string& path, VtuEncoding encoding = VTU_BINARY);
+// The same to an open stream, which stays open; failures name the stream `name`.
+void WriteVtu(const VtuGrid& grid, FILE* file, const std::string& name,
+              VtuEncoding encoding = VTU_BINARY);
 
 // Builds the grid of a model. Points are the nodes in the order of the node block, placed in
 // global coordinates; cells are the elements in the order of the element block. Elements that

@@ -1,9 +1,7 @@
-// `onf blocks FILE...`: the outer structure of ONF files, one line a block.
+// `onf blocks [--json] FILE...`: the outer structure of ONF files, one line a block.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
 
-#include "BrelonLineInput.h"
-#include "OnfBlockTextReader.h"
 #include "OnfConstants.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_Failure.h"
@@ -17,97 +15,129 @@ namespace onf_tool {
 namespace {
 
 using DD = QSV_DataDescriptor;
+using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
 
-// Body lines as 1-based line numbers. A block that declares no records has its body start
-// unknown to the reader; its lines are only counted.
-std::string BodyText(const OnfBlockTextReader::BLOCK_INFO& block) {
-    if (block.num_lines == 0) {
-        return "lines=none";
-    }
-    if (block.num_records == 0) {
-        return "lines=" + std::to_string(block.num_lines) + "-unread";
-    }
-    return "lines=" + std::to_string(block.first_line + 1) + "-" +
-           std::to_string(block.first_line + block.num_lines);
-}
+int RunBlocks(const std::vector<std::string>& args);
 
-void PrintBlock(const OnfBlockTextReader::BLOCK_INFO& block) {
-    std::string line;
-    std::string format = block.format;
-    if (block.block_id == -1 && !block.descriptor.IsSet(DD::RI_ONF_ID)) {
-        line = ONF_NON_ONF;
-    } else if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
-        const QSV_OnfMetaData& info =
-            QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id));
-        line = std::to_string(block.block_id) + " " + info.GetBlockName();
-        if (format.empty()) {
-            format = info.GetFormatString() + " (catalogue)";
-        }
-    } else {
-        line = std::to_string(block.block_id) + " (not in the catalogue)";
-    }
-    line += ": records=" + std::to_string(block.num_records) + " " + BodyText(block);
-    if (!format.empty()) {
-        line += " format=" + format;
-    }
-    line += DescriptorText(block.descriptor);
-    std::printf("%s\n", line.c_str());
-}
-
-// Lists one file; false after printing its failure.
-bool ListFile(const std::string& path) {
-    try {
-        const std::wstring name = BrelonStringUtil::utf8_to_wide(path.c_str());
-        OnfBlockTextReader reader(name.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
-        const auto& blocks = reader.GetBlocksInfo();
-        std::printf("== %s (%zu block%s)\n", path.c_str(), blocks.size(),
-                    blocks.size() == 1 ? "" : "s");
-        for (const auto& block : blocks) {
-            PrintBlock(block);
-        }
-        return true;
-    } catch (const QSV_Exception& failure) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "%s\n", failure.GetMessage().c_str());
-        return false;
-    }
-}
-
-int Blocks(const std::vector<std::string>& args);
-
-const OnfCommand blocksCommand = {
+const OnfCommand kBlocks = {
     "blocks", "list the blocks of ONF files",
-    "usage: onf blocks FILE...\n\n"
-    "Lists each block of each file, one a line: the block number (or NON_ONF) and its name,\n"
-    "the declared records, the body's line range, the format (from the file, or the\n"
-    "catalogue's) and the descriptor items as KEY=value. A file that cannot be read prints its\n"
-    "failure on standard error; the others are still listed, and the exit code is 2.\n",
-    Blocks};
-const OnfCommandRegistrar registrar(blocksCommand);
+    "usage: onf blocks [--json] FILE...\n\n"
+    "Lists the blocks of each file in file order, one a line, in columns: the block number\n"
+    "(or NON_ONF), its name in the catalogue, the declared records, the lines of the block\n"
+    "and of its body, the format it is read in (\"(file)\" when the file gives it) and the\n"
+    "descriptor items as KEY=value. Records are not read: a file whose records are broken is\n"
+    "still listed.\n\n"
+    "Options:\n"
+    "  --json  one JSON object a file, a line each: {\"file\", \"kind\", \"size\", \"blocks\":\n"
+    "          [{\"number\", \"name\", \"records\", \"lines\": [first, last], \"body\": [first,\n"
+    "          last] or null, \"format\", \"format_from\": \"file\" | \"catalogue\" | null,\n"
+    "          \"descriptor\": {KEY: value}}]}; a file that cannot be read gives {\"file\",\n"
+    "          \"error\"}.\n\n"
+    "A file that cannot be read is reported on standard error as FILE:LINE: error: ...; the\n"
+    "others are still listed, and the exit code is 2.\n",
+    RunBlocks};
 
-int Blocks(const std::vector<std::string>& args) {
-    std::vector<std::string> files;
-    bool options = true;
-    for (const std::string& arg : args) {
-        if (options && arg == "--") {
-            options = false;
-        } else if (options && (arg == "-h" || arg == "--help")) {
-            std::fputs(blocksCommand.usage, stdout);
-            return EXIT_OK;
-        } else if (options && arg.size() > 1 && arg[0] == '-') {
-            return UsageError(blocksCommand, "unknown option '" + arg + "'");
-        } else {
-            files.push_back(arg);
+const OnfCommandRegistrar kRegistrar(kBlocks);
+
+bool IsNonOnf(const BlockInfo& block) {
+    return block.block_id == -1 && !block.descriptor.IsSet(DD::RI_ONF_ID);
+}
+
+// The format the block is read in and where it comes from ("file", "catalogue" or empty).
+std::string FormatOf(const BlockInfo& block, std::string& from) {
+    if (!block.format.empty()) {
+        from = "file";
+        return block.format;
+    }
+    if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id) && !IsNonOnf(block)) {
+        from = "catalogue";
+        return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id))
+            .GetFormatString();
+    }
+    from.clear();
+    return std::string();
+}
+
+std::string Range(size_t first, size_t last) {
+    return first == last ? std::to_string(first)
+                         : std::to_string(first) + "-" + std::to_string(last);
+}
+
+void PrintTable(const ToolFile& file, const std::vector<BlockPlace>& places) {
+    TextTable table;
+    table.AddRow({"block", "name", "records", "lines", "body", "format", "descriptor"});
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const BlockInfo& block = file.GetBlocks()[i];
+        const std::string name = BlockName(block);
+        std::string from;
+        std::string format = FormatOf(block, from);
+        if (from == "file") {
+            format += " (file)";
         }
+        std::string lines = "?";
+        std::string body = "?";
+        if (i < places.size()) {
+            const BlockPlace& place = places[i];
+            lines = Range(place.start + 1, place.end + 1);
+            body = place.bodyStart < place.end ? Range(place.bodyStart + 1, place.end) : "none";
+        }
+        table.AddRow(
+            {IsNonOnf(block) ? std::string(ONF_NON_ONF) : std::to_string(block.block_id),
+             IsNonOnf(block) ? std::string(ONF_CUSTOM_BLOCK_NAME)
+             : name.empty()  ? std::string("(not in the catalogue)")
+                             : name,
+             std::to_string(block.num_records), lines, body,
+             format.empty() ? std::string("-") : format,
+             DescriptorText(block.descriptor).substr(block.descriptor.GetMask() > 2u ? 1 : 0)});
     }
-    if (files.empty()) {
-        return UsageError(blocksCommand, "no file given");
+    table.Print(stdout);
+}
+
+std::string JsonRange(size_t first, size_t last) {
+    return "[" + std::to_string(first) + ", " + std::to_string(last) + "]";
+}
+
+void PrintJson(const ToolFile& file, const std::vector<BlockPlace>& places, size_t size) {
+    std::string json = "{\"file\": " + JsonString(file.GetPath()) +
+                       ", \"kind\": " + JsonString(KindName(file.GetKind())) +
+                       ", \"size\": " + std::to_string(size) + ", \"blocks\": [";
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const BlockInfo& block = file.GetBlocks()[i];
+        const std::string name = BlockName(block);
+        std::string from;
+        const std::string format = FormatOf(block, from);
+        json += i > 0 ? ", {" : "{";
+        json += "\"number\": " + std::to_string(block.block_id);
+        json += ", \"name\": " + (name.empty() ? std::string("null") : JsonString(name));
+        json += ", \"records\": " + std::to_string(block.num_records);
+        if (i < places.size()) {
+            const BlockPlace& place = places[i];
+            json += ", \"lines\": " + JsonRange(place.start + 1, place.end + 1);
+            json += ", \"body\": " + (place.bodyStart < place.end
+                                          ? JsonRange(place.bodyStart + 1, place.end)
+                                          : std::string("null"));
+        }
+        json += ", \"format\": " + (format.empty() ? std::string("null") : JsonString(format));
+        json += ", \"format_from\": " + (from.empty() ? std::string("null") : JsonString(from));
+        json += ", \"descriptor\": " + JsonDescriptor(block.descriptor) + "}";
     }
-    bool allRead = true;
-    for (const std::string& file : files) {
-        allRead = ListFile(file) && allRead;
+    std::printf("%s]}\n", json.c_str());
+}
+
+void ListFile(ToolFile& file, bool json) {
+    const std::vector<BlockPlace>& places = file.GetPlaces();
+    if (json) {
+        PrintJson(file, places, file.GetTextSize());
+        return;
     }
-    return allRead ? EXIT_OK : EXIT_FAILED;
+    std::printf("== %s: %s, %s, %s\n", DisplayName(file.GetPath()).c_str(),
+                KindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
+                ReadableSize(file.GetTextSize()).c_str());
+    PrintTable(file, places);
+}
+
+int RunBlocks(const std::vector<std::string>& args) {
+    return RunFileCommand(kBlocks, args, "--json", ListFile);
 }
 
 } // namespace

@@ -1,16 +1,15 @@
-// `onf cat FILE BLOCK...`: prints blocks of an ONF file as ONF text.
+// `onf cat FILE BLOCK...`: prints blocks of an ONF file as ONF text, or one block as a table.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
 
 #include "OnfBlock.h"
 #include "OnfBlockTextWriter.h"
 #include "QSV_Failure.h"
+#include "QSV_OnfCatalogue.h"
 
-#include <cerrno>
-#include <climits>
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
-#include <strings.h>
 
 namespace onf_tool {
 
@@ -19,40 +18,225 @@ namespace {
 int RunCat(const std::vector<std::string>& args);
 
 const OnfCommand kCat = {
-    "cat", "print blocks of an ONF file as ONF text",
-    "usage: onf cat FILE BLOCK...\n\n"
-    "Prints every block of FILE with one of the given numbers (NON_ONF, in any case, or -1\n"
-    "for custom blocks), in file order, as the engine writes blocks: title comment, markers,\n"
-    "descriptor, format of a custom block, number, count and the records in ascending id\n"
-    "order. A block that cannot be loaded (an unknown number without a format, the blocks of\n"
-    "an optimisation result file) is printed as it stands in the file.\n\n"
+    "cat", "print blocks of an ONF file as ONF text, or one block as CSV",
+    "usage: onf cat [--csv] FILE BLOCK...\n\n"
+    "Prints every block of FILE with one of the given numbers or names (NON_ONF, in any case,\n"
+    "for custom blocks; a catalogued name such as ONF_NODES or nodes), in file order, as the\n"
+    "engine writes blocks: title comment, markers, descriptor, format of a custom block,\n"
+    "number, count and the records in ascending id order. A block that cannot be loaded (an\n"
+    "unknown number without a format, the blocks of an optimisation result file) is printed\n"
+    "as it stands in the file.\n\n"
+    "Options:\n"
+    "  --csv  prints the records of one BLOCK as comma-separated values: a header row of item\n"
+    "         names, then a row a record in ascending id order. A vector takes three columns\n"
+    "         (\"NAME x\", \"NAME y\", \"NAME z\"), a tensor six (\"NAME 1\" ...); a list is one\n"
+    "         cell of values separated by blanks. Blocks of that number with descriptors get a\n"
+    "         first column \"descriptor\".\n\n"
     "Exit code: 0 when every BLOCK was found, 1 when one was not, 2 when FILE fails.\n",
     RunCat};
 
 const OnfCommandRegistrar kRegistrar(kCat);
 
-// A BLOCK operand: a decimal block number within 32 bits, or NON_ONF (read as -1).
-bool ParseBlock(const std::string& text, int& number) {
-    if (strcasecmp(text.c_str(), "NON_ONF") == 0) {
-        number = -1;
-        return true;
+// ---- CSV --------------------------------------------------------------------------------------
+
+// A cell as RFC 4180 has it: quoted when it holds a comma, a quote or a line break.
+std::string CsvCell(const std::string& text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
     }
-    if (text.empty()) {
+    std::string cell = "\"";
+    for (char c : text) {
+        cell += c == '"' ? "\"\"" : std::string(1, c);
+    }
+    return cell + "\"";
+}
+
+std::string FloatText(float value) {
+    char text[64];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
+}
+
+std::string ItemName(const OnfBlock& block, size_t item) {
+    const int number = block.GetBlockId();
+    if (number >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(number)) {
+        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(number)).m_ItemNames;
+        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
+            return names[item - 1];
+        }
+    }
+    return "item " + std::to_string(item);
+}
+
+void AppendHeader(const OnfBlock& block, bool descriptors, std::vector<std::string>& cells) {
+    if (descriptors) {
+        cells.push_back("descriptor");
+    }
+    cells.push_back(block.GetRecordMapEntry(0).m_Type == BDT_STRING ? "name" : "id");
+    static const char* const axes[] = {" x", " y", " z"};
+    for (size_t item = 1; item < block.GetNumRecordItems(); ++item) {
+        const std::string name = ItemName(block, item);
+        switch (block.GetRecordMapEntry(item).m_Type) {
+        case BDT_VECTOR:
+            for (const char* axis : axes) {
+                cells.push_back(name + axis);
+            }
+            break;
+        case BDT_TENSOR:
+            for (int k = 1; k <= 6; ++k) {
+                cells.push_back(name + " " + std::to_string(k));
+            }
+            break;
+        default:
+            cells.push_back(name);
+        }
+    }
+}
+
+template <class T, class Text>
+std::string Joined(const std::vector<T>& values, Text text) {
+    std::string joined;
+    for (const T& value : values) {
+        joined += (joined.empty() ? "" : " ") + text(value);
+    }
+    return joined;
+}
+
+void AppendItem(const OnfBlock& block, size_t index, size_t item, std::vector<std::string>& cells) {
+    const auto at = static_cast<OnfBlock::Item>(item);
+    const BlockDataType type = block.GetRecordMapEntry(item).m_Type;
+    switch (type) {
+    case BDT_INTEGER:
+    case BDT_OPT_INTEGER:
+        cells.push_back(std::to_string(block.GetInt(index, at)));
+        return;
+    case BDT_STRING:
+        cells.push_back(block.GetString(index, at));
+        return;
+    case BDT_ORDERED_LIST:
+    case BDT_INT_LIST:
+        cells.push_back(
+            Joined(block.GetIntList(index, at), [](int v) { return std::to_string(v); }));
+        return;
+    case BDT_DOUBLE_LIST:
+        cells.push_back(Joined(block.GetRealList(index, at), RealText));
+        return;
+    case BDT_FLOAT:
+        cells.push_back(FloatText(static_cast<float>(ItemReals(block, index, item)[0])));
+        return;
+    default:
+        for (double value : ItemReals(block, index, item)) {
+            cells.push_back(RealText(value));
+        }
+    }
+}
+
+void PrintRow(const std::vector<std::string>& cells) {
+    std::string line;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        line += (i > 0 ? "," : "") + CsvCell(cells[i]);
+    }
+    std::printf("%s\n", line.c_str());
+}
+
+// The rows of one loaded block in ascending id order.
+void PrintRecords(const OnfBlock& block, const std::string& descriptor, bool descriptors) {
+    std::vector<std::pair<std::string, size_t>> byName;
+    std::vector<std::pair<int, size_t>> byId;
+    const bool named = block.GetRecordMapEntry(0).m_Type == BDT_STRING;
+    for (QSV_DataBlock::IndexIterator it(block, 0, block.GetMaxIndex()); it.IsValid(); ++it) {
+        if (named) {
+            byName.emplace_back(block.GetString(*it, static_cast<OnfBlock::Item>(0)), *it);
+        } else {
+            byId.emplace_back(block.GetId(*it), *it);
+        }
+    }
+    std::sort(byName.begin(), byName.end());
+    std::sort(byId.begin(), byId.end());
+    std::vector<size_t> order;
+    for (const auto& entry : byName) {
+        order.push_back(entry.second);
+    }
+    for (const auto& entry : byId) {
+        order.push_back(entry.second);
+    }
+    std::vector<std::string> cells;
+    for (size_t index : order) {
+        cells.clear();
+        if (descriptors) {
+            cells.push_back(descriptor);
+        }
+        if (named) {
+            cells.push_back(block.GetString(index, static_cast<OnfBlock::Item>(0)));
+        } else {
+            cells.push_back(std::to_string(block.GetId(index)));
+        }
+        for (size_t item = 1; item < block.GetNumRecordItems(); ++item) {
+            AppendItem(block, index, item, cells);
+        }
+        PrintRow(cells);
+    }
+}
+
+// Prints the blocks of `number` as one table; false, after reporting, when there is none that
+// can be loaded or their formats differ.
+bool PrintCsv(ToolFile& file, int number, FileLogScope& scope) {
+    std::vector<size_t> matches;
+    bool descriptors = false;
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        if (file.GetBlocks()[i].block_id == number && file.GetLoadedBlock(i) != nullptr) {
+            matches.push_back(i);
+            descriptors = descriptors || !DescriptorText(file.GetBlocks()[i].descriptor).empty();
+        }
+    }
+    for (size_t i : matches) {
+        if (file.GetLoadedBlock(i)->GetBlockFormatString() !=
+            file.GetLoadedBlock(matches[0])->GetBlockFormatString()) {
+            scope.Report(QSV_LogMacros::LOG_ERROR, "blocks " + std::to_string(number) +
+                                                       " of different formats make no one table");
+            return false;
+        }
+    }
+    if (matches.empty()) {
         return false;
     }
-    errno = 0;
-    char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
-    if (*end != '\0' || errno != 0 || value < INT_MIN || value > INT_MAX) {
-        return false;
+    std::vector<std::string> header;
+    AppendHeader(*file.GetLoadedBlock(matches[0]), descriptors, header);
+    PrintRow(header);
+    for (size_t i : matches) {
+        PrintRecords(*file.GetLoadedBlock(i),
+                     DescriptorText(file.GetBlocks()[i].descriptor).substr(descriptors ? 1 : 0),
+                     descriptors);
     }
-    number = static_cast<int>(value);
     return true;
 }
 
+// ---- ONF text ---------------------------------------------------------------------------------
+
+// Prints the blocks of `number` as ONF text; false when the file has none.
+bool PrintText(ToolFile& file, int number, OnfBlockTextWriter& writer) {
+    bool found = false;
+    std::vector<std::string> raw;
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        if (file.GetBlocks()[i].block_id != number) {
+            continue;
+        }
+        found = true;
+        if (file.GetLoadedBlock(i) != nullptr) {
+            file.GetLoadedBlock(i)->WriteBlock(writer);
+            continue;
+        }
+        file.GetRawBlockLines(i, raw);
+        for (const std::string& line : raw) {
+            writer.WriteLine(line.c_str());
+        }
+    }
+    return found;
+}
+
 // Prints the blocks; returns the exit code.
-int Cat(const std::string& path, const std::vector<int>& numbers) {
-    FileLogScope scope(path, stderr);
+int Cat(const std::string& path, const std::vector<int>& numbers, bool csv) {
+    FileLogScope scope(DisplayName(path), stderr);
     const Progress progress(path);
     int result = EXIT_OK;
     try {
@@ -61,26 +245,13 @@ int Cat(const std::string& path, const std::vector<int>& numbers) {
             file.LoadBlocks(false); // a block that cannot be loaded is printed as it stands
         }
         OnfBlockTextWriter writer(stdout);
-        std::vector<std::string> raw;
         for (int number : numbers) {
-            bool found = false;
-            for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
-                if (file.GetBlocks()[i].block_id != number) {
-                    continue;
-                }
-                found = true;
-                if (file.GetLoadedBlock(i) != nullptr) {
-                    file.GetLoadedBlock(i)->WriteBlock(writer);
-                    continue;
-                }
-                file.GetRawBlockLines(i, raw);
-                for (const std::string& line : raw) {
-                    writer.WriteLine(line.c_str());
-                }
-            }
-            if (!found) {
-                std::fflush(stdout);
-                std::fprintf(stderr, "onf cat: %s has no block %d\n", path.c_str(), number);
+            if (!(csv ? PrintCsv(file, number, scope) : PrintText(file, number, writer)) &&
+                scope.GetNumErrors() == 0) {
+                scope.Report(
+                    QSV_LogMacros::LOG_WARNING,
+                    std::string(csv ? "no block that can be read as a table" : "no block") +
+                        " with the number " + std::to_string(number));
                 result = EXIT_NOTICE;
             }
         }
@@ -94,7 +265,10 @@ int Cat(const std::string& path, const std::vector<int>& numbers) {
 int RunCat(const std::vector<std::string>& args) {
     std::vector<std::string> operands;
     bool helpShown = false;
-    const std::string error = SplitArguments(kCat, args, operands, helpShown);
+    FlagOption csvOption{"--csv"};
+    const std::string error =
+        SplitArguments(kCat, args, operands, helpShown, TakeFlagOption, &csvOption);
+    const bool csv = csvOption.set;
     if (!error.empty()) {
         return UsageError(kCat, error);
     }
@@ -104,15 +278,18 @@ int RunCat(const std::vector<std::string>& args) {
     if (operands.size() < 2) {
         return UsageError(kCat, operands.empty() ? "no file given" : "no block given");
     }
+    if (csv && operands.size() > 2) {
+        return UsageError(kCat, "--csv prints one block");
+    }
     std::vector<int> numbers;
     for (size_t i = 1; i < operands.size(); ++i) {
         int number = 0;
-        if (!ParseBlock(operands[i], number)) {
-            return UsageError(kCat, "'" + operands[i] + "' is not a block number");
+        if (!ParseBlockOperand(operands[i], number)) {
+            return UsageError(kCat, "'" + operands[i] + "' is no block number or name");
         }
         numbers.push_back(number);
     }
-    return Cat(operands[0], numbers);
+    return Cat(operands[0], numbers, csv);
 }
 
 } // namespace

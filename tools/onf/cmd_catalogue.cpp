@@ -6,10 +6,7 @@
 #include "QSV_OnfCatalogue.h"
 #include "catalogue/OnfCatalogueText.h"
 
-#include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 
 namespace onf_tool {
 
@@ -21,42 +18,46 @@ const OnfCommand kCatalogue = {
     "catalogue", "list the catalogued ONF blocks with their record items",
     "usage: onf catalogue [--markdown] [BLOCK...]\n\n"
     "Lists ONF blocks of the catalogue: number, name, format, the file kinds that carry the\n"
-    "block, and each record item with its number, type and id space. Without BLOCK, every\n"
-    "block. A BLOCK that the catalogue does not know is reported and the others are listed.\n\n"
+    "block, and each record item with its number, type and id space. A BLOCK is a number or a\n"
+    "name (ONF_NODES, or nodes, in any case). Without BLOCK, every block. A BLOCK number that\n"
+    "the catalogue does not know is reported and the others are listed.\n\n"
     "Options:\n"
     "  --markdown  print the whole catalogue as Markdown (the text of docs/catalogue.md)\n",
     RunCatalogue};
 
 const OnfCommandRegistrar kRegistrar(kCatalogue);
 
-// A block number argument: an optional sign and decimal digits, within 32 bits.
-bool ParseBlockNumber(const std::string& text, int& number) {
-    if (text.empty())
-        return false;
-    errno = 0;
-    char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
-    if (*end != '\0' || errno != 0 || value < INT_MIN || value > INT_MAX)
-        return false;
-    number = static_cast<int>(value);
-    return true;
-}
-
 int RunCatalogue(const std::vector<std::string>& args) {
-    if (args.size() == 1 && args[0] == "--markdown") {
+    std::vector<std::string> operands;
+    bool helpShown = false;
+    FlagOption markdown{"--markdown"};
+    const std::string error =
+        SplitArguments(kCatalogue, args, operands, helpShown, TakeFlagOption, &markdown);
+    if (!error.empty()) {
+        return UsageError(kCatalogue, error);
+    }
+    if (helpShown) {
+        return EXIT_OK;
+    }
+    if (markdown.set) {
+        if (!operands.empty()) {
+            return UsageError(kCatalogue, "--markdown prints the whole catalogue");
+        }
         std::fputs(onf_detail::CatalogueMarkdown().c_str(), stdout);
         return EXIT_OK;
     }
     std::vector<int> blocks;
-    for (const std::string& arg : args) {
+    for (const std::string& operand : operands) {
         int number = 0;
-        if (!ParseBlockNumber(arg, number))
-            return UsageError(kCatalogue, "'" + arg + "' is not a block number");
+        if (!ParseBlockOperand(operand, number)) {
+            return UsageError(kCatalogue, "'" + operand + "' is no block number or name");
+        }
         blocks.push_back(number);
     }
-    if (args.empty())
+    if (operands.empty()) {
         blocks.assign(QSV_OnfInfoPool::GetAllOnfIds().begin(),
                       QSV_OnfInfoPool::GetAllOnfIds().end());
+    }
     int result = EXIT_OK;
     for (size_t i = 0; i < blocks.size(); ++i) {
         if (!QSV_OnfInfoPool::ExistsOnfBlock(blocks[i])) {

@@ -1,12 +1,21 @@
-// `onf check FILE...`: reads each file completely and reports what is wrong with it.
+// `onf check [--model MODEL] FILE...`: reads each file completely and reports what is wrong with
+// it, each finding at its line.
 #include "OnfTool.h"
+#include "OnfToolChecks.h"
 #include "OnfToolFiles.h"
 
+#include "OnfBlock.h"
+#include "OnfModelFile.h"
 #include "QSV_Failure.h"
+#include "QSV_OnfCatalogue.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
+#include <memory>
 #include <new>
+#include <set>
+#include <stdexcept>
 
 namespace onf_tool {
 
@@ -15,31 +24,188 @@ namespace {
 int RunCheck(const std::vector<std::string>& args);
 
 const OnfCommand kCheck = {
-    "check", "read ONF files completely and report failures and warnings",
-    "usage: onf check FILE...\n\n"
-    "Reads each file completely: every block is scanned and its records loaded, and a file of\n"
-    "a known kind (see 'onf help') is then read through the file object of its kind as well,\n"
-    "so that its own checks run (the coordinate systems of a model, the request map of a\n"
-    "result request file, ...). A block that fails to load is reported and the next one is\n"
-    "loaded all the same; a file whose blocks failed is not read a second time.\n\n"
-    "On standard output, every failure, error and warning as \"FILE: error: ...\" or\n"
-    "\"FILE: warning: ...\" (further lines of a message as \"FILE:   ...\"), then one line a "
-    "file:\n"
-    "\"FILE: ok (KIND, N blocks)\", \"FILE: N warnings (KIND)\" or \"FILE: failed\". Under -q\n"
-    "only errors and failed files are printed.\n\n"
+    "check", "check ONF files: grammar, values, and the references of a model",
+    "usage: onf check [--model MODEL] FILE...\n\n"
+    "Reads each file completely, through the file object of its kind where the kind is known\n"
+    "(see 'onf help'), so that its own checks run (the coordinate systems of a model, the\n"
+    "request map of a result request file, ...), and reports what is wrong with it:\n"
+    "- every failure of the engine, with its own words;\n"
+    "- each value the engine counts as invalid, infinite or not a number, at its line and\n"
+    "  column (the first 20; then a count);\n"
+    "- as warnings, what the record grammar reads without a word but is almost always a typo:\n"
+    "  values left over behind a record (a decimal comma splits a number in two), a line that\n"
+    "  ends in a comma, an id with characters behind its digits (\"5x\" reads as 5), an empty\n"
+    "  line in a block body, a file without blocks;\n"
+    "- in a model: elements on nodes that the model lacks, a node count that does not fit the\n"
+    "  element kind, nodes in coordinate systems, and properties, materials, layers, loads,\n"
+    "  constraints and sets that refer to records no block defines.\n\n"
+    "Options:\n"
+    "  --model MODEL  checks the members of the groups of each groups file against the nodes\n"
+    "                 and elements of the model input file MODEL.\n\n"
+    "On standard output, each finding as FILE:LINE: error: ... or FILE:LINE: warning: ...\n"
+    "(FILE:LINE:COLUMN: for a value; FILE: alone where no line applies), further lines of a\n"
+    "message as FILE:LINE:   ..., in the order of the file; then one line a file:\n"
+    "\"FILE: ok (KIND, N blocks)\", \"FILE: N warnings (KIND)\" or \"FILE: failed (N errors, M\n"
+    "warnings)\". Under -q only errors and failed files are printed.\n\n"
     "Exit code: 0 when every file is clean, 1 when a file has warnings but none fails, 2 when\n"
     "a file fails.\n",
     RunCheck};
 
 const OnfCommandRegistrar kRegistrar(kCheck);
 
-std::string Plural(size_t count, const char* word) {
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+struct CheckOptions {
+    std::string model;
+};
+
+// The loaded block of each block number (the last loaded block of that number).
+BlockLookup LoadedBlocks(const ToolFile& file) {
+    return [&file](int number) -> const OnfBlock* {
+        const OnfBlock* found = nullptr;
+        for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+            if (file.GetBlocks()[i].block_id == number && file.GetLoadedBlock(i) != nullptr) {
+                found = file.GetLoadedBlock(i);
+            }
+        }
+        return found;
+    };
+}
+
+void LintFile(ToolFile& file, FileLogScope& scope) {
+    const std::vector<BlockPlace>& places = file.GetPlaces();
+    for (size_t i = 0; i < file.GetBlocks().size() && i < places.size(); ++i) {
+        const OnfBlockTextReader::BLOCK_INFO& block = file.GetBlocks()[i];
+        if (file.GetKind() == KIND_OPT_RESULT && !QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
+            continue; // the result file's own blocks are no record blocks
+        }
+        // Values are judged one by one only in a block whose load counted bad ones.
+        LintBlock(file.GetReader().GetLines(), places[i], block, ReadFormat(block),
+                  file.GetLocator().HasInvalidValues(i), scope);
+    }
+}
+
+// Reports the findings at the lines of the records they name.
+void ReportFindings(ToolFile& file, const std::vector<ModelFinding>& findings,
+                    FileLogScope& scope) {
+    std::map<int, std::set<int>> wanted;
+    for (const ModelFinding& finding : findings) {
+        wanted[finding.block].insert(finding.record);
+    }
+    std::map<int, std::map<int, size_t>> lines;
+    for (const auto& block : wanted) {
+        lines[block.first] =
+            file.GetLocator().RecordLines(block.first, block.second, file.GetKind() == KIND_GROUPS);
+    }
+    for (const ModelFinding& finding : findings) {
+        const std::map<int, size_t>& ofBlock = lines[finding.block];
+        const auto line = ofBlock.find(finding.record);
+        scope.Report(finding.level, finding.message, line == ofBlock.end() ? 0 : line->second);
+    }
+}
+
+// True when every block of the file was loaded with all the records it declares (those of
+// merged blocks joined to the first of their number), so that the checks across blocks see the
+// whole model.
+bool AllLoaded(const ToolFile& file) {
+    std::map<int, long long> held;
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const OnfBlockTextReader::BLOCK_INFO& block = file.GetBlocks()[i];
+        switch (file.GetBlockState(i)) {
+        case ToolFile::BLOCK_FAILED:
+            return false;
+        case ToolFile::BLOCK_LOADED:
+            held[block.block_id] +=
+                static_cast<long long>(file.GetLoadedBlock(i)->GetNumRecords()) - block.num_records;
+            break;
+        case ToolFile::BLOCK_MERGED:
+            held[block.block_id] -= block.num_records;
+            break;
+        default:
+            break;
+        }
+    }
+    for (const auto& number : held) {
+        if (number.second != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The model that --model names, read through its file object; failures are the model's.
+std::unique_ptr<OnfModelFile> ReadCheckModel(const std::string& path) {
+    FileLogScope scope(DisplayName(path), stdout);
+    const Progress progress(path);
+    std::unique_ptr<OnfModelFile> model;
+    try {
+        ToolFile file(path, scope, progress);
+        if (file.GetKind() != KIND_MODEL) {
+            throw std::runtime_error("--model takes a model input file, and this is a " +
+                                     std::string(KindName(file.GetKind())));
+        }
+        model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
+        ReadModel(file, *model);
+    } catch (const std::exception& failure) {
+        scope.ReportFailure(failure);
+    }
+    if (scope.GetNumErrors() > 0) {
+        throw std::runtime_error("the groups are not checked against " + DisplayName(path) +
+                                 ", which does not read");
+    }
+    return model;
+}
+
+void CheckAcross(ToolFile& file, const CheckOptions& options, FileLogScope& scope,
+                 const Progress& progress) {
+    std::vector<ModelFinding> findings;
+    if (file.GetKind() == KIND_MODEL) {
+        progress.Say("checking the references of the model");
+        CheckModel(LoadedBlocks(file), findings);
+    }
+    if (file.GetKind() == KIND_GROUPS && !options.model.empty()) {
+        progress.Say("checking the groups against " + DisplayName(options.model));
+        const std::unique_ptr<OnfModelFile> model = ReadCheckModel(options.model);
+        CheckGroupMembers(
+            LoadedBlocks(file),
+            [&model](int number) -> const OnfBlock* {
+                const auto id = static_cast<QSV_OnfId>(number);
+                return model->HasBlock(id) ? &model->GetBlock(id) : nullptr;
+            },
+            DisplayName(options.model), findings);
+    }
+    ReportFindings(file, findings, scope);
+}
+
+// Reads the file once: into the file object of its kind where the kind is known, else into a
+// database of its own; each failing block is reported at its line and the others still load.
+std::unique_ptr<TypedFile> Load(ToolFile& file, const Progress& progress) {
+    if (file.GetKind() == KIND_GENERIC) {
+        file.LoadBlocks(true);
+        return nullptr;
+    }
+    progress.Say(std::string("reading it as a ") + KindName(file.GetKind()));
+    return std::make_unique<TypedFile>(file);
+}
+
+void PrintVerdict(const std::string& name, const FileLogScope& scope, FileKind kind,
+                  size_t numBlocks) {
+    if (scope.GetNumErrors() > 0) {
+        std::printf("%s: failed (%s, %s)\n", name.c_str(),
+                    Plural(scope.GetNumErrors(), "error").c_str(),
+                    Plural(scope.GetNumWarnings(), "warning").c_str());
+    } else if (GetVerbosity() == VERBOSITY_QUIET) {
+        return;
+    } else if (scope.GetNumWarnings() > 0) {
+        std::printf("%s: %s (%s)\n", name.c_str(),
+                    Plural(scope.GetNumWarnings(), "warning").c_str(), KindName(kind));
+    } else {
+        std::printf("%s: ok (%s, %s)\n", name.c_str(), KindName(kind),
+                    Plural(numBlocks, "block").c_str());
+    }
 }
 
 // Checks one file; returns its exit code.
-int CheckFile(const std::string& path) {
-    FileLogScope scope(path, stdout);
+int CheckFile(const std::string& path, const CheckOptions& options) {
+    FileLogScope scope(DisplayName(path), stdout);
     const Progress progress(path);
     FileKind kind = KIND_GENERIC;
     size_t numBlocks = 0;
@@ -47,17 +213,14 @@ int CheckFile(const std::string& path) {
         ToolFile file(path, scope, progress);
         kind = file.GetKind();
         numBlocks = file.GetBlocks().size();
-        const bool typed = kind != KIND_GENERIC;
-        if (kind != KIND_OPT_RESULT) {
-            // The result file's own blocks are no catalogued blocks: only its object reads them.
-            // A block the file object drops is warned about here already, in its words, so
-            // that a file whose blocks fail still shows it; the scope drops the repetition.
-            file.LoadBlocks(true);
+        if (numBlocks == 0) {
+            scope.Report(QSV_LogMacros::LOG_WARNING, "the file holds no blocks");
         }
-        file.ReleaseText();
-        if (typed && scope.GetNumErrors() == 0) {
-            progress.Say(std::string("reading it as a ") + KindName(kind));
-            ReadTyped(kind, file.GetWidePath());
+        const std::unique_ptr<TypedFile> typed = Load(file, progress);
+        progress.Say("checking the values");
+        LintFile(file, scope);
+        if (AllLoaded(file)) {
+            CheckAcross(file, options, scope, progress);
         }
     } catch (const std::bad_alloc&) {
         scope.Report(QSV_LogMacros::LOG_ERROR, "out of memory while reading the file");
@@ -65,28 +228,36 @@ int CheckFile(const std::string& path) {
         scope.ReportFailure(failure);
     }
     progress.Say("done");
+    scope.Flush();
+    PrintVerdict(DisplayName(path), scope, kind, numBlocks);
     if (scope.GetNumErrors() > 0) {
-        std::printf("%s: failed (%s, %s)\n", path.c_str(),
-                    Plural(scope.GetNumErrors(), "error").c_str(),
-                    Plural(scope.GetNumWarnings(), "warning").c_str());
         return EXIT_FAILED;
     }
-    if (GetVerbosity() != VERBOSITY_QUIET) {
-        if (scope.GetNumWarnings() > 0) {
-            std::printf("%s: %s (%s)\n", path.c_str(),
-                        Plural(scope.GetNumWarnings(), "warning").c_str(), KindName(kind));
-        } else {
-            std::printf("%s: ok (%s, %s)\n", path.c_str(), KindName(kind),
-                        Plural(numBlocks, "block").c_str());
-        }
-    }
     return scope.GetNumWarnings() > 0 ? EXIT_NOTICE : EXIT_OK;
+}
+
+std::string TakeOption(const std::vector<std::string>& args, size_t& position, void* context) {
+    auto& options = *static_cast<CheckOptions*>(context);
+    const std::string& name = args[position];
+    if (name.compare(0, 8, "--model=") == 0) {
+        options.model = name.substr(8);
+        return std::string();
+    }
+    if (name != "--model") {
+        return "unknown option '" + name + "'";
+    }
+    if (position + 1 >= args.size()) {
+        return "option '--model' needs a file";
+    }
+    options.model = args[++position];
+    return std::string();
 }
 
 int RunCheck(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     bool helpShown = false;
-    const std::string error = SplitArguments(kCheck, args, files, helpShown);
+    CheckOptions options;
+    const std::string error = SplitArguments(kCheck, args, files, helpShown, TakeOption, &options);
     if (!error.empty()) {
         return UsageError(kCheck, error);
     }
@@ -98,7 +269,7 @@ int RunCheck(const std::vector<std::string>& args) {
     }
     int result = EXIT_OK;
     for (const std::string& file : files) {
-        result = std::max(result, CheckFile(file));
+        result = std::max(result, CheckFile(file, options));
         std::fflush(stdout);
     }
     return result;

@@ -1,16 +1,20 @@
 // `onf export MODEL OUT.vtu`: a model as a VTK XML unstructured grid for viewers, with the flags
 // of a groups file and the values of an optimisation result file.
 #include "OnfTool.h"
+#include "OnfToolFiles.h"
+#include "OnfToolOutput.h"
 #include "VtuWriter.h"
 
-#include "BrelonLineInput.h"
 #include "ONFOptResultFile.h"
 #include "OnfGroupsFile.h"
 #include "OnfModelFile.h"
 #include "QSV_Failure.h"
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
+#include <stdexcept>
+#include <type_traits>
 
 namespace onf_tool {
 
@@ -43,6 +47,11 @@ const OnfCommand kExport = {
     "                  whose time steps are the iterations: a viewer's time slider walks\n"
     "                  through the optimisation. Every step holds every result field.\n"
     "--ascii           writes the values as text instead of base64, for reading by eye.\n\n"
+    "MODEL must be a model input file, GROUPS a groups file and RESULTS an optimisation result\n"
+    "file (see 'onf help' for how the kind of a file is told); any other is refused. One of\n"
+    "them may be '-', standard input. OUT '-' is standard output (the summary line then goes\n"
+    "to standard error). A file OUT is replaced only by a complete new one: a failure leaves\n"
+    "it as it was; a symbolic link is written through, a device or pipe directly.\n\n"
     "Exit code: 0 when OUT was written, 1 when it was written with warnings, 2 when it was\n"
     "not written.\n",
     RunExport};
@@ -68,20 +77,33 @@ std::string TakeOption(const std::vector<std::string>& args, size_t& position, v
         options.encoding = VTU_ASCII;
         return std::string();
     }
-    if (name != "--groups" && name != "--results" && name != "--series") {
-        return "unknown option '" + name + "'";
+    for (const char* option : {"--groups", "--results", "--series"}) {
+        std::string& value = option[2] == 'g'   ? options.groups
+                             : option[2] == 's' ? options.series
+                                                : options.results;
+        if (name == option) {
+            if (position + 1 >= args.size()) {
+                return "option '" + name + "' needs a file";
+            }
+            value = args[++position];
+            return std::string();
+        }
+        if (name.compare(0, std::strlen(option) + 1, std::string(option) + "=") == 0) {
+            value = name.substr(std::strlen(option) + 1);
+            return std::string();
+        }
     }
-    if (position + 1 >= args.size()) {
-        return "option '" + name + "' needs a file";
-    }
-    (name == "--groups"   ? options.groups
-     : name == "--series" ? options.series
-                          : options.results) = args[++position];
-    return std::string();
+    return "unknown option '" + name + "'";
 }
 
-std::wstring Wide(const std::string& path) {
-    return BrelonStringUtil::utf8_to_wide(path.c_str());
+// Fails unless `file` is of `kind`; `what` names the input ("export reads a model").
+void RequireKind(const ToolFile& file, FileKind kind, const std::string& what) {
+    if (file.GetKind() != kind) {
+        throw std::runtime_error(what + " " + KindName(kind) + ", and this is " +
+                                 (file.GetKind() == KIND_GENERIC && file.GetBlocks().empty()
+                                      ? std::string("a file without blocks")
+                                      : std::string("a ") + KindName(file.GetKind())));
+    }
 }
 
 // Passes the exporter's warnings from `first` on to `scope`.
@@ -95,7 +117,7 @@ void ReportWarnings(const ModelVtuExport& grid, size_t first, FileLogScope& scop
 // Runs `step` for the file at `path` inside a scope of its own; false after a failure.
 template <class Step>
 bool InFileScope(const std::string& path, size_t& warnings, Step step) {
-    FileLogScope scope(path, stderr);
+    FileLogScope scope(DisplayName(path), stderr);
     try {
         step(scope);
     } catch (const std::exception& failure) {
@@ -107,61 +129,100 @@ bool InFileScope(const std::string& path, size_t& warnings, Step step) {
 
 std::string Summary(const std::string& out, const ModelVtuExport& grid) {
     const VtuGrid& g = grid.GetGrid();
-    std::string text = out + ": " + std::to_string(g.GetNumPoints()) + " points, " +
-                       std::to_string(g.GetNumCells()) + " cells, " +
-                       std::to_string(g.pointData.size()) + " point arrays, " +
-                       std::to_string(g.cellData.size()) + " cell arrays";
+    std::string text = (out == STANDARD_STREAM_OPERAND ? "standard output" : out) + ": " +
+                       Plural(g.GetNumPoints(), "point") + ", " + Plural(g.GetNumCells(), "cell") +
+                       ", " + Plural(g.pointData.size(), "point array") + ", " +
+                       Plural(g.cellData.size(), "cell array");
     if (grid.GetNumDummies() > 0) {
-        text += "; " + std::to_string(grid.GetNumDummies()) + " dummy elements left out";
+        text += "; " + Plural(grid.GetNumDummies(), "dummy element") + " left out";
     }
     return text;
 }
 
-int Export(const std::string& modelPath, const std::string& out, const ExportOptions& options) {
-    std::unique_ptr<OnfModelFile> model(new OnfModelFile(Wide(modelPath), nullptr));
-    std::unique_ptr<ModelVtuExport> grid;
-    size_t warnings = 0;
-    bool ok = InFileScope(modelPath, warnings, [&](FileLogScope& scope) {
-        model->Read();
+// Reads the model into a grid; false after a failure.
+bool ReadModelGrid(const std::string& path, const Progress& progress, size_t& warnings,
+                   std::unique_ptr<OnfModelFile>& model, std::unique_ptr<ModelVtuExport>& grid) {
+    return InFileScope(path, warnings, [&](FileLogScope& scope) {
+        ToolFile file(path, scope, progress);
+        RequireKind(file, KIND_MODEL, "export reads a");
+        model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
+        progress.Say("reading the model");
+        ReadModel(file, *model);
+        file.ReleaseText();
+        progress.Say("building the grid");
         grid.reset(new ModelVtuExport(*model));
         ReportWarnings(*grid, 0, scope);
     });
+}
+
+// Reads the file of kind `Object` at `path` and adds it to the grid with `add`; false after a
+// failure.
+template <class Object, class Add>
+bool AddInput(const std::string& path, const char* option, size_t& warnings, ModelVtuExport& grid,
+              Add add) {
+    return InFileScope(path, warnings, [&](FileLogScope& scope) {
+        const Progress progress(path);
+        ToolFile file(path, scope, progress);
+        const bool groups = std::is_same<Object, OnfGroupsFile>::value;
+        RequireKind(file, groups ? KIND_GROUPS : KIND_OPT_RESULT,
+                    std::string(option) + (groups ? " takes a" : " takes an"));
+        Object object(file.GetWidePath());
+        if constexpr (std::is_same<Object, OnfGroupsFile>::value) {
+            ReadGroups(file, object);
+        } else {
+            ReadOptResult(file, object);
+        }
+        file.ReleaseText();
+        const size_t first = grid.GetWarnings().size();
+        add(object);
+        ReportWarnings(grid, first, scope);
+    });
+}
+
+// The grid written to `out`, as one file.
+void WriteGrid(const ModelVtuExport& grid, const std::string& out, VtuEncoding encoding,
+               const Progress& progress, bool& toStandardOutput) {
+    OutputFile output(out);
+    toStandardOutput = output.IsStandardStream();
+    progress.Say("writing " + DisplayName(out) + ", " +
+                 Plural(grid.GetGrid().GetNumPoints(), "point") + ", " +
+                 Plural(grid.GetGrid().GetNumCells(), "cell"));
+    WriteVtu(grid.GetGrid(), output.Stream(), out, encoding);
+    output.Commit();
+}
+
+int Export(const std::string& modelPath, const std::string& out, const ExportOptions& options) {
+    const Progress progress(modelPath);
+    std::unique_ptr<OnfModelFile> model;
+    std::unique_ptr<ModelVtuExport> grid;
+    size_t warnings = 0;
+    bool ok = ReadModelGrid(modelPath, progress, warnings, model, grid);
     if (ok && !options.groups.empty()) {
-        ok = InFileScope(options.groups, warnings, [&](FileLogScope& scope) {
-            OnfGroupsFile groups(Wide(options.groups));
-            groups.Read();
-            const size_t first = grid->GetWarnings().size();
-            grid->AddGroups(groups);
-            ReportWarnings(*grid, first, scope);
-        });
+        ok = AddInput<OnfGroupsFile>(options.groups, "--groups", warnings, *grid,
+                                     [&](OnfGroupsFile& groups) { grid->AddGroups(groups); });
     }
     std::unique_ptr<ONFOptResultFile> results;
     if (ok && !options.results.empty()) {
-        ok = InFileScope(options.results, warnings, [&](FileLogScope& scope) {
-            results.reset(new ONFOptResultFile(options.results));
-            results->Read();
-            const size_t first = grid->GetWarnings().size();
-            if (options.series.empty()) {
-                grid->AddResults(*results, options.allResults);
-            }
-            ReportWarnings(*grid, first, scope);
-        });
+        ok = AddInput<ONFOptResultFile>(options.results, "--results", warnings, *grid,
+                                        [&](ONFOptResultFile& read) {
+                                            results.reset(new ONFOptResultFile(std::move(read)));
+                                            if (options.series.empty()) {
+                                                grid->AddResults(*results, options.allResults);
+                                            }
+                                        });
     }
     size_t steps = 0;
+    bool toStandardOutput = false;
     if (ok) {
-        ok = InFileScope(out, warnings, [&](FileLogScope& scope) {
-            if (!options.series.empty()) {
-                const size_t first = grid->GetWarnings().size();
-                steps = WriteVtuSeries(*grid, *results, out, options.encoding);
-                ReportWarnings(*grid, first, scope);
+        ok = InFileScope(modelPath, warnings, [&](FileLogScope& scope) {
+            if (options.series.empty()) {
+                WriteGrid(*grid, out, options.encoding, progress, toStandardOutput);
                 return;
             }
-            try {
-                WriteVtu(grid->GetGrid(), out, options.encoding);
-            } catch (...) {
-                std::remove(out.c_str());
-                throw;
-            }
+            const size_t first = grid->GetWarnings().size();
+            progress.Say("writing the steps of " + out);
+            steps = WriteVtuSeries(*grid, *results, out, options.encoding);
+            ReportWarnings(*grid, first, scope);
         });
     }
     if (!ok) {
@@ -169,10 +230,12 @@ int Export(const std::string& modelPath, const std::string& out, const ExportOpt
     }
     if (GetVerbosity() != VERBOSITY_QUIET) {
         const VtuGrid& g = grid->GetGrid();
-        const std::string series = out + ": " + std::to_string(steps) + " steps of " +
-                                   std::to_string(g.GetNumPoints()) + " points and " +
-                                   std::to_string(g.GetNumCells()) + " cells";
-        std::printf("%s\n", (steps > 0 ? series : Summary(out, *grid)).c_str());
+        const std::string series = out + ": " + Plural(steps, "step") + " of " +
+                                   Plural(g.GetNumPoints(), "point") + " and " +
+                                   Plural(g.GetNumCells(), "cell");
+        // The grid itself may be on standard output.
+        std::fprintf(toStandardOutput ? stderr : stdout, "%s\n",
+                     (steps > 0 ? series : Summary(out, *grid)).c_str());
     }
     return warnings > 0 ? EXIT_NOTICE : EXIT_OK;
 }

@@ -1,4 +1,4 @@
-// `onf info FILE...`: what an ONF file holds, block by block, and for a model or an
+// `onf info [--json] FILE...`: what an ONF file holds, block by block, and for a model or an
 // optimisation result file the counts that matter.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
@@ -21,201 +21,301 @@ int RunInfo(const std::vector<std::string>& args);
 
 const OnfCommand kInfo = {
     "info", "summarise ONF files: blocks, records, id ranges, model counts",
-    "usage: onf info FILE...\n\n"
-    "For each file: its kind (see 'onf help') and, one line a block in file order, the block\n"
-    "number and name, the descriptor items, the records held and the range of their ids. A\n"
-    "model input file adds the counts of nodes, elements, coordinate systems, materials,\n"
-    "properties, loads and constraints. An optimisation result file is read through its own\n"
-    "object and shows its entries and groups instead.\n\n"
+    "usage: onf info [--json] FILE...\n\n"
+    "For each file: its kind (see 'onf help'), size and, one line a block in file order, the\n"
+    "block number and name, the descriptor items, the records held and the range of their\n"
+    "ids. A model input file adds the counts of nodes, elements, coordinate systems,\n"
+    "materials, properties, loads and constraints. An optimisation result file is read\n"
+    "through its own object and shows its entries and groups instead.\n\n"
+    "Options:\n"
+    "  --json  one JSON object a file, a line each: {\"file\", \"kind\", \"size\", \"blocks\":\n"
+    "          [{\"number\", \"name\", \"descriptor\", \"records\", \"ids\": [lowest, highest] or\n"
+    "          null, \"state\"}], and \"model\": {name: count} for a model, or \"entries\":\n"
+    "          {block: count} and \"groups\": {\"200\" | \"210\": [{\"name\", \"size\"}]} for an\n"
+    "          optimisation result file}; a file that cannot be read gives {\"file\", "
+    "\"error\"}.\n\n"
     "A block that fails to load is reported on standard error and listed as not loaded.\n"
     "Exit code: 0 when every file was read, 2 when one failed.\n",
     RunInfo};
 
 const OnfCommandRegistrar kRegistrar(kInfo);
 
-std::string Count(size_t count, const char* singular, const char* plural) {
-    return std::to_string(count) + " " + (count == 1 ? singular : plural);
+// One block as info shows it.
+struct BlockSummary {
+    const OnfBlock* block = nullptr; // null when not loaded
+    ToolFile::BlockState state = ToolFile::BLOCK_UNREAD;
+    int low = 0;
+    int high = 0;
+    bool keyedByName = false;
+};
+
+BlockSummary Summarise(const OnfBlock* block, ToolFile::BlockState state) {
+    BlockSummary summary;
+    summary.block = block;
+    summary.state = state;
+    if (block == nullptr || block->GetNumRecords() == 0) {
+        return summary;
+    }
+    if (block->GetRecordMapEntry(0).m_Type == BDT_STRING) {
+        summary.keyedByName = true;
+        return summary;
+    }
+    summary.low = INT_MAX;
+    summary.high = INT_MIN;
+    for (QSV_DataBlock::IndexIterator it(*block, 0, block->GetMaxIndex()); it.IsValid(); ++it) {
+        const int id = block->GetId(*it);
+        summary.low = std::min(summary.low, id);
+        summary.high = std::max(summary.high, id);
+    }
+    return summary;
 }
 
 // "12 records, ids 1-12": ids are the record keys; a block keyed by name has no id range.
-std::string RecordsText(const OnfBlock& block) {
-    std::string text = Count(block.GetNumRecords(), "record", "records");
-    if (block.GetNumRecords() == 0) {
+std::string RecordsText(const BlockSummary& summary) {
+    std::string text = Plural(summary.block->GetNumRecords(), "record");
+    if (summary.block->GetNumRecords() == 0) {
         return text;
     }
-    if (block.GetRecordMapEntry(0).m_Type == BDT_STRING) {
+    if (summary.keyedByName) {
         return text + ", keyed by name";
     }
-    int low = INT_MAX;
-    int high = INT_MIN;
-    for (QSV_DataBlock::IndexIterator it(block, 0, block.GetMaxIndex()); it.IsValid(); ++it) {
-        const int id = block.GetId(*it);
-        low = std::min(low, id);
-        high = std::max(high, id);
-    }
-    return text + (low == high ? ", id " + std::to_string(low)
-                               : ", ids " + std::to_string(low) + "-" + std::to_string(high));
+    return text + (summary.low == summary.high ? ", id " + std::to_string(summary.low)
+                                               : ", ids " + std::to_string(summary.low) + "-" +
+                                                     std::to_string(summary.high));
 }
 
-void PrintBlocks(const ToolFile& file, const std::vector<const OnfBlock*>& loaded,
-                 const std::vector<ToolFile::BlockState>& states) {
-    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
-        const auto& info = file.GetBlocks()[i];
-        std::string line = "  " + BlockLabel(info) + ": ";
-        if (loaded[i] != nullptr) {
-            line += RecordsText(*loaded[i]);
-        } else {
-            line += UnloadedText(info, states[i]);
-        }
-        std::printf("%s\n", line.c_str());
+const char* StateWord(ToolFile::BlockState state) {
+    switch (state) {
+    case ToolFile::BLOCK_LOADED:
+        return "loaded";
+    case ToolFile::BLOCK_UNKNOWN:
+        return "unknown";
+    case ToolFile::BLOCK_FAILED:
+        return "failed";
+    case ToolFile::BLOCK_REPLACED:
+        return "replaced";
+    case ToolFile::BLOCK_MERGED:
+        return "merged";
+    default:
+        return "unread";
     }
 }
+
+// A named count: `key` in JSON, the words in text.
+struct CountRow {
+    const char* key;
+    size_t count;
+    const char* singular;
+    const char* plural;
+};
 
 size_t RecordsOf(const OnfModelFile& model, int number) {
     const auto block = static_cast<QSV_OnfId>(number);
     return model.HasBlock(block) ? model.GetBlock(block).GetNumRecords() : 0;
 }
 
-void PrintModelCounts(const OnfModelFile& model) {
-    std::printf("model: %s, %s, %s, %s, %s, %s\n",
-                Count(model.GetNumNodes(), "node", "nodes").c_str(),
-                Count(model.GetNumElement(), "element", "elements").c_str(),
-                Count(model.GetNumCoordSystem(), "coordinate system", "coordinate systems").c_str(),
-                Count(RecordsOf(model, 120), "material", "materials").c_str(),
-                Count(RecordsOf(model, 130), "property", "properties").c_str(),
-                Count(RecordsOf(model, 125), "layer", "layers").c_str());
-    std::printf(
-        "loads: %s, %s, %s, %s, %s, %s, %s\n",
-        Count(model.GetNumLoadcase(), "loadcase", "loadcases").c_str(),
-        Count(model.GetNumNodalForces(), "nodal force set", "nodal force sets").c_str(),
-        Count(model.GetNumPrescribedDisplacements(), "displacement set", "displacement sets")
-            .c_str(),
-        Count(model.GetNumAccelerations(), "acceleration", "accelerations").c_str(),
-        Count(model.GetNumLoadedNodes(), "loaded node set", "loaded node sets").c_str(),
-        Count(model.GetNumLoadedElements(), "loaded element set", "loaded element sets").c_str(),
-        Count(RecordsOf(model, 177), "convection set", "convection sets").c_str());
-    std::printf(
-        "constraints: %s, %s, %s, %s\n",
-        Count(RecordsOf(model, 152), "single point constraint", "single point constraints").c_str(),
-        Count(model.GetNumRBE(), "rigid element", "rigid elements").c_str(),
-        Count(RecordsOf(model, 178), "contact surface", "contact surfaces").c_str(),
-        Count(RecordsOf(model, 181), "connector", "connectors").c_str());
+// The counts of a model in three lines: the model, its loads, its constraints.
+std::vector<std::vector<CountRow>> ModelCounts(const OnfModelFile& model) {
+    return {
+        {{"nodes", model.GetNumNodes(), "node", nullptr},
+         {"elements", model.GetNumElement(), "element", nullptr},
+         {"coordinate_systems", model.GetNumCoordSystem(), "coordinate system", nullptr},
+         {"materials", RecordsOf(model, 120), "material", nullptr},
+         {"properties", RecordsOf(model, 130), "property", "properties"},
+         {"layers", RecordsOf(model, 125), "layer", nullptr}},
+        {{"loadcases", model.GetNumLoadcase(), "loadcase", nullptr},
+         {"nodal_force_sets", model.GetNumNodalForces(), "nodal force set", nullptr},
+         {"displacement_sets", model.GetNumPrescribedDisplacements(), "displacement set", nullptr},
+         {"accelerations", model.GetNumAccelerations(), "acceleration", nullptr},
+         {"loaded_node_sets", model.GetNumLoadedNodes(), "loaded node set", nullptr},
+         {"loaded_element_sets", model.GetNumLoadedElements(), "loaded element set", nullptr},
+         {"convection_sets", RecordsOf(model, 177), "convection set", nullptr}},
+        {{"single_point_constraints", RecordsOf(model, 152), "single point constraint", nullptr},
+         {"rigid_elements", model.GetNumRBE(), "rigid element", nullptr},
+         {"contact_surfaces", RecordsOf(model, 178), "contact surface", nullptr},
+         {"connectors", RecordsOf(model, 181), "connector", nullptr}},
+    };
 }
 
-// The loaded block of each block of the file; of blocks with equal descriptors the last, which
-// replaced the others when the model read the file.
-std::vector<const OnfBlock*> ModelBlocks(const ToolFile& file, const OnfModelFile& model,
-                                         std::vector<ToolFile::BlockState>& states) {
-    const auto& blocks = file.GetBlocks();
-    std::vector<const OnfBlock*> loaded(blocks.size(), nullptr);
-    states.assign(blocks.size(), ToolFile::BLOCK_UNKNOWN);
-    for (size_t i = blocks.size(); i-- > 0;) {
-        const QSV_DataDescriptor& descriptor = blocks[i].descriptor;
-        bool later = false;
-        for (size_t j = i + 1; j < blocks.size() && !later; ++j) {
-            later = !(blocks[j].descriptor < descriptor) && !(descriptor < blocks[j].descriptor);
-        }
-        if (later) {
-            states[i] = ToolFile::BLOCK_REPLACED;
-        } else if (model.HasBlock(descriptor)) {
-            loaded[i] = dynamic_cast<const OnfBlock*>(&model.GetDataBlock(descriptor));
-            states[i] = ToolFile::BLOCK_LOADED;
-        }
+const char* const kCountLineNames[] = {"model", "loads", "constraints"};
+
+// What one file holds, for either form of output.
+struct FileSummary {
+    std::vector<BlockSummary> blocks;
+    std::unique_ptr<OnfModelFile> model;
+    std::unique_ptr<ONFOptResultFile> result;
+};
+
+void PrintBlocks(const ToolFile& file, const FileSummary& summary) {
+    TextTable table;
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const auto& info = file.GetBlocks()[i];
+        const BlockSummary& block = summary.blocks[i];
+        table.AddRow({BlockLabel(info) + ":", block.block != nullptr
+                                                  ? RecordsText(block)
+                                                  : UnloadedText(info, block.state)});
     }
-    return loaded;
+    table.Print(stdout, "  ");
+}
+
+void PrintCounts(const std::vector<std::vector<CountRow>>& lines) {
+    for (size_t i = 0; i < lines.size(); ++i) {
+        std::string text = std::string(kCountLineNames[i]) + ":";
+        for (const CountRow& row : lines[i]) {
+            text += (&row == &lines[i].front() ? " " : ", ") +
+                    Plural(row.count, row.singular, row.plural);
+        }
+        std::printf("%s\n", text.c_str());
+    }
+}
+
+// The result file's blocks: number, what, and the count.
+struct ResultRow {
+    int number;
+    const char* what;
+    int size;
+};
+
+std::vector<ResultRow> ResultRows(const ONFOptResultFile& result) {
+    return {{700, "titles", result.GetSizeDBTitle()},
+            {710, "nodal scalar results", result.GetSizeDBNodalScalar()},
+            {720, "nodal vector results", result.GetSizeDBNodalVector()},
+            {730, "nodal displacements", result.GetSizeDBNodalDisp()},
+            {740, "element scalar results", result.GetSizeDBElemScalar()}};
 }
 
 template <class Block>
-void PrintGroups(int number, const char* what, const Block& block) {
-    std::string line = "  " + std::to_string(number) + " " + what + ": " +
-                       Count(static_cast<size_t>(block.GetSize()), "group", "groups");
+std::string GroupsText(int number, const char* what, const Block& block) {
+    std::string line = std::to_string(number) + " " + what + ":";
+    std::string list = Plural(static_cast<size_t>(block.GetSize()), "group");
     const int shown = std::min(block.GetSize(), 10);
     for (int i = 0; i < shown; ++i) {
-        line += std::string(i == 0 ? ": " : ", ") + block.GetItem(i).GetName() + " (" +
+        list += std::string(i == 0 ? ": " : ", ") + block.GetItem(i).GetName() + " (" +
                 std::to_string(block.GetItem(i).GetSize()) + ")";
     }
     if (shown < block.GetSize()) {
-        line += ", ...";
+        list += ", ...";
     }
-    std::printf("%s\n", line.c_str());
+    return line + "\t" + list;
 }
 
 void PrintOptResult(const ONFOptResultFile& result) {
-    const struct {
-        int number;
-        const char* what;
-        int size;
-    } rows[] = {{700, "titles", result.GetSizeDBTitle()},
-                {710, "nodal scalar results", result.GetSizeDBNodalScalar()},
-                {720, "nodal vector results", result.GetSizeDBNodalVector()},
-                {730, "nodal displacements", result.GetSizeDBNodalDisp()},
-                {740, "element scalar results", result.GetSizeDBElemScalar()}};
-    for (const auto& row : rows) {
-        std::printf("  %d %s: %s\n", row.number, row.what,
-                    Count(static_cast<size_t>(row.size), "entry", "entries").c_str());
+    TextTable table;
+    for (const ResultRow& row : ResultRows(result)) {
+        table.AddRow({std::to_string(row.number) + " " + row.what + ":",
+                      Plural(static_cast<size_t>(row.size), "entry", "entries")});
     }
-    PrintGroups(200, "node groups", result.GetOptDBNodeGroup());
-    PrintGroups(210, "element groups", result.GetOptDBElementGroup());
+    for (const std::string& text :
+         {GroupsText(200, "node groups", result.GetOptDBNodeGroup()),
+          GroupsText(210, "element groups", result.GetOptDBElementGroup())}) {
+        const size_t tab = text.find('\t');
+        table.AddRow({text.substr(0, tab), text.substr(tab + 1)});
+    }
+    table.Print(stdout, "  ");
 }
 
-// Summarises one file; false after a failure.
-bool InfoFile(const std::string& path) {
-    FileLogScope scope(path, stderr);
-    const Progress progress(path);
-    try {
-        ToolFile file(path, scope, progress);
-        const FileKind kind = file.GetKind();
-        std::fflush(stderr);
-        std::printf("== %s: %s, %s\n", path.c_str(), KindName(kind),
-                    Count(file.GetBlocks().size(), "block", "blocks").c_str());
-        if (kind == KIND_OPT_RESULT) {
-            file.ReleaseText();
-            ONFOptResultFile result(file.GetWidePath());
-            result.Read();
-            PrintOptResult(result);
-        } else if (kind == KIND_MODEL) {
-            file.ReleaseText();
-            std::unique_ptr<OnfModelFile> model(new OnfModelFile(file.GetWidePath(), nullptr));
-            model->Read();
-            std::vector<ToolFile::BlockState> states;
-            const std::vector<const OnfBlock*> loaded = ModelBlocks(file, *model, states);
-            PrintBlocks(file, loaded, states);
-            PrintModelCounts(*model);
-        } else {
-            file.LoadBlocks(true);
-            std::vector<const OnfBlock*> loaded(file.GetBlocks().size());
-            std::vector<ToolFile::BlockState> states(loaded.size());
-            for (size_t i = 0; i < loaded.size(); ++i) {
-                loaded[i] = file.GetLoadedBlock(i);
-                states[i] = file.GetBlockState(i);
-            }
-            PrintBlocks(file, loaded, states);
-        }
-    } catch (const std::exception& failure) {
-        scope.ReportFailure(failure);
+std::string JsonBlocks(const ToolFile& file, const FileSummary& summary) {
+    std::string json = "[";
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        const auto& info = file.GetBlocks()[i];
+        const BlockSummary& block = summary.blocks[i];
+        const std::string name = BlockName(info);
+        json += (i > 0 ? ", " : "") + std::string("{\"number\": ") + std::to_string(info.block_id) +
+                ", \"name\": " + (name.empty() ? std::string("null") : JsonString(name)) +
+                ", \"descriptor\": " + JsonDescriptor(info.descriptor) + ", \"records\": " +
+                std::to_string(block.block != nullptr ? block.block->GetNumRecords()
+                                                      : static_cast<size_t>(info.num_records)) +
+                ", \"ids\": " +
+                (block.block != nullptr && block.block->GetNumRecords() > 0 && !block.keyedByName
+                     ? "[" + std::to_string(block.low) + ", " + std::to_string(block.high) + "]"
+                     : std::string("null")) +
+                ", \"state\": " + JsonString(StateWord(block.state)) + "}";
     }
-    std::fflush(stdout);
-    return scope.GetNumErrors() == 0;
+    return json + "]";
+}
+
+template <class Block>
+std::string JsonGroups(const Block& block) {
+    std::string json = "[";
+    for (int i = 0; i < block.GetSize(); ++i) {
+        json += (i > 0 ? ", " : "") + std::string("{\"name\": ") +
+                JsonString(block.GetItem(i).GetName()) +
+                ", \"size\": " + std::to_string(block.GetItem(i).GetSize()) + "}";
+    }
+    return json + "]";
+}
+
+void PrintJson(const ToolFile& file, const FileSummary& summary) {
+    std::string json = "{\"file\": " + JsonString(file.GetPath()) +
+                       ", \"kind\": " + JsonString(KindName(file.GetKind())) +
+                       ", \"size\": " + std::to_string(file.GetTextSize());
+    if (summary.result) {
+        json += ", \"entries\": {";
+        for (const ResultRow& row : ResultRows(*summary.result)) {
+            json += (row.number > 700 ? ", \"" : "\"") + std::to_string(row.number) +
+                    "\": " + std::to_string(row.size);
+        }
+        json += "}, \"groups\": {\"200\": " + JsonGroups(summary.result->GetOptDBNodeGroup()) +
+                ", \"210\": " + JsonGroups(summary.result->GetOptDBElementGroup()) + "}";
+    } else {
+        json += ", \"blocks\": " + JsonBlocks(file, summary);
+    }
+    if (summary.model) {
+        json += ", \"model\": {";
+        bool first = true;
+        for (const auto& line : ModelCounts(*summary.model)) {
+            for (const CountRow& row : line) {
+                json += (first ? "\"" : ", \"") + std::string(row.key) +
+                        "\": " + std::to_string(row.count);
+                first = false;
+            }
+        }
+        json += "}";
+    }
+    std::printf("%s}\n", json.c_str());
+}
+
+// Loads what info shows of `file`.
+void Load(ToolFile& file, FileSummary& summary) {
+    const FileKind kind = file.GetKind();
+    if (kind == KIND_OPT_RESULT) {
+        summary.result.reset(new ONFOptResultFile(file.GetWidePath()));
+        ReadOptResult(file, *summary.result);
+        return;
+    }
+    if (kind == KIND_MODEL) {
+        summary.model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
+        ReadModel(file, *summary.model);
+    } else {
+        file.LoadBlocks(true);
+    }
+    for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
+        summary.blocks.push_back(Summarise(file.GetLoadedBlock(i), file.GetBlockState(i)));
+    }
+}
+
+void InfoFile(ToolFile& file, bool json) {
+    FileSummary summary;
+    Load(file, summary);
+    if (json) {
+        PrintJson(file, summary);
+        return;
+    }
+    std::printf("== %s: %s, %s, %s\n", DisplayName(file.GetPath()).c_str(),
+                KindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
+                ReadableSize(file.GetTextSize()).c_str());
+    if (summary.result) {
+        PrintOptResult(*summary.result);
+    } else {
+        PrintBlocks(file, summary);
+    }
+    if (summary.model) {
+        PrintCounts(ModelCounts(*summary.model));
+    }
 }
 
 int RunInfo(const std::vector<std::string>& args) {
-    std::vector<std::string> files;
-    bool helpShown = false;
-    const std::string error = SplitArguments(kInfo, args, files, helpShown);
-    if (!error.empty()) {
-        return UsageError(kInfo, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
-    }
-    if (files.empty()) {
-        return UsageError(kInfo, "no file given");
-    }
-    bool allRead = true;
-    for (const std::string& file : files) {
-        allRead = InfoFile(file) && allRead;
-    }
-    return allRead ? EXIT_OK : EXIT_FAILED;
+    return RunFileCommand(kInfo, args, "--json", InfoFile);
 }
 
 } // namespace

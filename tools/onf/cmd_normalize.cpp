@@ -1,18 +1,16 @@
 // `onf normalize IN OUT`: reads an ONF file and writes it back in the engine's own form.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
+#include "OnfToolOutput.h"
 
 #include "ONFOptResultFile.h"
 #include "OnfBlockTextWriter.h"
+#include "OnfConstants.h"
 #include "QSV_Failure.h"
+#include "QSV_OnfCatalogue.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <ostream>
 
 namespace onf_tool {
 
@@ -31,88 +29,43 @@ const OnfCommand kNormalize = {
     "optimisation result file is written by its own object, with reals to six digits.\n\n"
     "Nothing is lost silently: a file that fails to read, or from which a block would be\n"
     "dropped or replaced (an unknown block without a format, a repeated descriptor), is\n"
-    "refused, and OUT is left as it was. OUT is written beside its final place and renamed\n"
-    "over it only when complete, so OUT may be IN.\n\n"
+    "refused, and OUT is left as it was. IN '-' is standard input, OUT '-' standard output.\n"
+    "A file OUT is written beside its final place and renamed over it only when complete and\n"
+    "on disk, so OUT may be IN and a failure leaves the old OUT as it was; a symbolic link is\n"
+    "written through, and a device or pipe is written directly.\n\n"
     "Exit code: 0 when OUT was written, 2 when it was not.\n",
     RunNormalize};
 
 const OnfCommandRegistrar kRegistrar(kNormalize);
 
-// A file that is deleted on destruction unless Keep() was called: the output being written.
-class TemporaryOutput {
-public:
-    // Creates a new, empty file beside `target`; fails with the system's reason.
-    explicit TemporaryOutput(const std::string& target) {
-        std::vector<char> name(target.begin(), target.end());
-        const char suffix[] = ".onf-tmp-XXXXXX";
-        name.insert(name.end(), suffix, suffix + sizeof suffix);
-        const int fd = ::mkstemp(name.data());
-        if (fd < 0) {
-            throw std::runtime_error("cannot create a file beside " + target + ": " +
-                                     std::strerror(errno));
-        }
-        m_Path = name.data();
-        // mkstemp makes the file private; the output gets the mode a new file would get, or
-        // that of the file it replaces.
-        struct stat status;
-        mode_t mode = 0;
-        if (::stat(target.c_str(), &status) == 0) {
-            mode = status.st_mode & 07777;
-        } else {
-            const mode_t mask = ::umask(0);
-            ::umask(mask);
-            mode = 0666 & ~mask;
-        }
-        ::fchmod(fd, mode);
-        ::close(fd);
-    }
-    ~TemporaryOutput() {
-        if (!m_Path.empty()) {
-            std::remove(m_Path.c_str());
-        }
-    }
-    TemporaryOutput(const TemporaryOutput&) = delete;
-    TemporaryOutput& operator=(const TemporaryOutput&) = delete;
-
-    const std::string& GetPath() const { return m_Path; }
-    // Renames the file to `target`; fails with the system's reason.
-    void MoveTo(const std::string& target) {
-        if (std::rename(m_Path.c_str(), target.c_str()) != 0) {
-            throw std::runtime_error("cannot rename " + m_Path + " to " + target + ": " +
-                                     std::strerror(errno));
-        }
-        m_Path.clear();
-    }
-
-private:
-    std::string m_Path;
-};
-
-void WriteOptResult(const ToolFile& file, const std::string& path) {
+void WriteOptResult(ToolFile& file, FILE* out) {
     ONFOptResultFile result(file.GetWidePath());
-    result.Read();
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << result;
-    out.close();
-    if (!out) {
-        throw std::runtime_error(std::string("writing ") + path +
-                                 " failed: " + std::strerror(errno));
-    }
+    ReadOptResult(file, result);
+    file.ReleaseText();
+    FileStreamBuffer buffer(out);
+    std::ostream stream(&buffer);
+    stream << result;
+    stream.flush();
 }
 
-void WriteBlocks(ToolFile& file, const std::string& path) {
+// Writes the blocks as the kind's file object writes its file. The writer on a stream writes
+// no file header, so the header lines are written here, as a new file starts them.
+void WriteBlocks(ToolFile& file, FILE* out) {
     BrelonOnfTxtDatabase& database = file.GetDatabase();
+    OnfBlockTextWriter writer(out);
+    writer.WriteLine(ONF_COMMENT_MARK);
+    writer.WriteLine(std::string(ONF_COMMENT_MARK) + " " + const_onf_version);
     const char* header = KindHeader(file.GetKind());
-    database.SetHeader(header != nullptr ? header : "");
-    const std::wstring widePath = BrelonStringUtil::utf8_to_wide(path.c_str());
-    OnfBlockTextWriter writer(widePath.c_str(), OnfBlockTextWriter::WRITE_NEW);
+    if (header != nullptr) {
+        writer.WriteLine(std::string(ONF_COMMENT_MARK) + " " + header);
+    }
     database.WriteSet(writer);
     writer.Flush();
 }
 
 // Reads `in` and writes `out`; returns the exit code.
 int Normalize(const std::string& in, const std::string& out) {
-    FileLogScope scope(in, stderr);
+    FileLogScope scope(DisplayName(in), stderr);
     const Progress progress(in);
     try {
         ToolFile file(in, scope, progress);
@@ -120,20 +73,24 @@ int Normalize(const std::string& in, const std::string& out) {
             file.LoadBlocks(true);
         }
         if (scope.GetNumErrors() > 0 || scope.GetNumWarnings() > 0) {
+            scope.Flush(); // the verdict follows what caused it
             scope.Report(QSV_LogMacros::LOG_ERROR,
                          "not normalized: the file does not read cleanly, so " + out +
                              " would not hold all of it");
             return EXIT_FAILED;
         }
-        TemporaryOutput output(out);
-        progress.Say("writing " + out);
-        if (file.GetKind() == KIND_OPT_RESULT) {
-            file.ReleaseText(); // its object reads the file anew
-            WriteOptResult(file, output.GetPath());
-        } else {
-            WriteBlocks(file, output.GetPath());
+        OutputFile output(out);
+        progress.Say("writing " + (out == STANDARD_STREAM_OPERAND ? "standard output" : out));
+        try {
+            if (file.GetKind() == KIND_OPT_RESULT) {
+                WriteOptResult(file, output.Stream());
+            } else {
+                WriteBlocks(file, output.Stream());
+            }
+        } catch (const QSV_Exception&) {
+            output.FailWrite(); // the stream's writer does not know the path
         }
-        output.MoveTo(out);
+        output.Commit();
     } catch (const std::exception& failure) {
         scope.ReportFailure(failure);
         return EXIT_FAILED;

@@ -5,12 +5,6 @@
 #include "ONFOptResultFile.h"
 #include "OnfBlock.h"
 #include "OnfConstants.h"
-#include "OnfGroupsFile.h"
-#include "OnfInitFile.h"
-#include "OnfModelFile.h"
-#include "OnfModifFile.h"
-#include "OnfResultRequestFile.h"
-#include "OnfTemporaryFile.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
@@ -119,7 +113,7 @@ const char* OptResultBlockName(int id) {
     case ONFOptResElemScalar::block_id:
         return ONFOptResElemScalar::header;
     default:
-        return "(not in the catalogue)";
+        return "";
     }
 }
 
@@ -215,19 +209,55 @@ std::string DescriptorText(const QSV_DataDescriptor& descriptor) {
     return text;
 }
 
-std::string BlockLabel(const BlockInfo& block) {
-    std::string label;
+std::string BlockName(const BlockInfo& block) {
     if (block.block_id == -1 && !block.descriptor.IsSet(DD::RI_ONF_ID)) {
-        label = ONF_NON_ONF;
-    } else if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
-        label = std::to_string(block.block_id) + " " +
-                QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName();
-    } else if (KindOfBlock(block.block_id) == KIND_OPT_RESULT) {
-        label = std::to_string(block.block_id) + " " + OptResultBlockName(block.block_id);
+        return ONF_NON_ONF;
+    }
+    if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
+        return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName();
+    }
+    if (KindOfBlock(block.block_id) == KIND_OPT_RESULT) {
+        return OptResultBlockName(block.block_id);
+    }
+    return std::string();
+}
+
+std::string BlockLabel(const BlockInfo& block) {
+    const std::string name = BlockName(block);
+    std::string label;
+    if (name == ONF_NON_ONF) {
+        label = name;
     } else {
-        label = std::to_string(block.block_id) + " (not in the catalogue)";
+        label = std::to_string(block.block_id) + " " +
+                (name.empty() ? std::string("(not in the catalogue)") : name);
     }
     return label + DescriptorText(block.descriptor);
+}
+
+std::string ItemLabel(int block, size_t item) {
+    std::string label = "item " + std::to_string(item);
+    if (block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block)) {
+        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
+        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
+            label += " (" + names[item - 1] + ")";
+        }
+    }
+    return label;
+}
+
+std::string JsonDescriptor(const QSV_DataDescriptor& descriptor) {
+    std::string json = "{";
+    for (int i = 0; i < DD::NUM_ITEMS; ++i) {
+        const auto index = static_cast<DD::ResultIndex>(i);
+        if (index == DD::RI_ONF_ID || !descriptor.IsSet(index)) {
+            continue;
+        }
+        const DD::NameAndType& row = DD::RD_NAME_TYPE_ITEMS[i];
+        json += (json.size() > 1 ? ", " : "") + JsonString(row.name) + ": " +
+                (row.type == DD::ITEM_TYPE_INTEGER ? std::to_string(descriptor.GetInteger(index))
+                                                   : JsonString(descriptor.GetString(index)));
+    }
+    return json + "}";
 }
 
 std::string RealText(double value) {
@@ -236,113 +266,22 @@ std::string RealText(double value) {
     return std::string(text, result.ptr);
 }
 
-ToolFile::ToolFile(const std::string& path, FileLogScope& scope, const Progress& progress)
-    : m_Path(path), m_WidePath(BrelonStringUtil::utf8_to_wide(path.c_str())), m_Scope(scope),
-      m_Progress(progress) {
-    if (progress.IsOn()) {
-        progress.Say("reading " + std::to_string(progress.GetFileSize()) + " bytes");
+std::vector<double> ItemReals(const OnfBlock& block, size_t index, size_t item) {
+    DataRecordEntry entry;
+    block.GetRecordItem(index, item, entry);
+    if (entry.m_Type == BDT_FLOAT) {
+        float value = 0;
+        std::memcpy(&value, entry.m_Value, sizeof value);
+        return {static_cast<double>(value)};
     }
-    m_Reader.reset(
-        new OnfBlockTextReader(m_WidePath.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP));
-    m_Blocks = m_Reader->GetBlocksInfo();
-    m_Kind = DetectKind(m_Blocks, m_Reader->GetLines());
-    m_Loaded.assign(m_Blocks.size(), nullptr);
-    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
-    progress.Say(std::to_string(m_Blocks.size()) + " blocks found; " + KindName(m_Kind));
+    const size_t count = entry.m_Type == BDT_VECTOR ? 3 : entry.m_Type == BDT_TENSOR ? 6 : 1;
+    std::vector<double> values(count);
+    std::memcpy(values.data(), entry.m_Value, count * sizeof(double));
+    return values;
 }
 
-ToolFile::~ToolFile() = default;
-
-BrelonOnfTxtDatabase& ToolFile::GetDatabase() {
-    if (!m_Database) {
-        m_Database.reset(new BrelonOnfTxtDatabase(std::wstring()));
-    }
-    return *m_Database;
-}
-
-// Keeps the state of every block as the engine's tolerant load tells it, and says to the scope
-// what a user should hear of it.
-class ToolFile::LoadListener : public OnfBlockLoadListener {
-public:
-    LoadListener(ToolFile& file, bool warnDropped) : m_File(file), m_WarnDropped(warnDropped) {}
-
-    void OnLoading(size_t, const BlockInfo& info) override {
-        const bool catalogued =
-            info.block_id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
-        if (catalogued && !info.format.empty()) {
-            const std::string& own =
-                QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(info.block_id))
-                    .GetFormatString();
-            if (own != info.format) {
-                // The file objects read a catalogued block in the catalogue's format, whatever
-                // the file says; so does this tool.
-                m_File.m_Scope.Report(
-                    QSV_LogMacros::LOG_WARNING,
-                    "block " + BlockLabel(info) + " gives the format \"" + info.format +
-                        "\"; it is read in the catalogue's format \"" + own + "\"");
-            }
-        }
-        m_File.m_Progress.Say("loading block " + BlockLabel(info) + ", " +
-                              std::to_string(info.num_records) + " records");
-    }
-
-    void OnLoaded(size_t index, const BlockInfo& info, const OnfBlock& block) override {
-        bool replaces = false;
-        for (size_t earlier = 0; earlier < index; ++earlier) {
-            if (m_File.m_Loaded[earlier] != nullptr &&
-                !(m_File.m_Blocks[earlier].descriptor < info.descriptor) &&
-                !(info.descriptor < m_File.m_Blocks[earlier].descriptor)) {
-                m_File.m_Loaded[earlier] = nullptr;
-                m_File.m_States[earlier] = BLOCK_REPLACED;
-                replaces = true;
-            }
-        }
-        if (replaces) {
-            m_File.m_Scope.Report(QSV_LogMacros::LOG_WARNING,
-                                  "block " + BlockLabel(info) + " appears again as block " +
-                                      std::to_string(index + 1) +
-                                      " of the file, which replaces the earlier one");
-        }
-        m_File.m_Loaded[index] = &block;
-        m_File.m_States[index] = BLOCK_LOADED;
-    }
-
-    void OnMerged(size_t index, const BlockInfo&, size_t) override {
-        m_File.m_States[index] = BLOCK_MERGED;
-    }
-
-    void OnUnknown(size_t index, const BlockInfo& info) override {
-        m_File.m_States[index] = BLOCK_UNKNOWN;
-        if (m_WarnDropped) {
-            OnfBlockTextReader::WarnUnknownBlock(m_File.m_WidePath, info.block_id);
-        }
-    }
-
-    void OnFailed(size_t index, const BlockInfo&, const std::exception& failure) override {
-        m_File.m_States[index] = BLOCK_FAILED;
-        m_File.m_Scope.ReportFailure(failure);
-    }
-
-private:
-    ToolFile& m_File;
-    bool m_WarnDropped;
-};
-
-void ToolFile::LoadBlocks(bool warnDropped) {
-    BrelonOnfTxtDatabase& database = GetDatabase();
-    std::set<int> numbers;
-    bool repeated = false;
-    for (const BlockInfo& block : m_Blocks) {
-        repeated = !numbers.insert(block.block_id).second || repeated;
-    }
-    LoadListener listener(*this, warnDropped);
-    if (m_Kind == KIND_GROUPS && repeated) {
-        // A groups file merges repeated blocks of one number, renumbering clashing ids.
-        m_Progress.Say("merging repeated group blocks");
-        database.LoadFrom(*m_Reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER, listener);
-    } else {
-        database.LoadFrom(*m_Reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS, listener);
-    }
+std::string DisplayName(const std::string& path) {
+    return path == STANDARD_STREAM_OPERAND ? STANDARD_INPUT_NAME : path;
 }
 
 void ToolFile::GetBodyLines(size_t index, std::vector<const char*>& lines) const {
@@ -382,16 +321,8 @@ void ToolFile::GetRawBlockLines(size_t index, std::vector<std::string>& lines) c
     lines.push_back(ONF_BLOCK_MARKER);
 }
 
-void ToolFile::ReleaseText() {
-    m_Loaded.assign(m_Blocks.size(), nullptr);
-    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
-    m_Database.reset();
-    m_Reader.reset();
-}
-
 std::string UnloadedText(const BlockInfo& block, ToolFile::BlockState state) {
-    std::string text = std::to_string(block.num_records) +
-                       (block.num_records == 1 ? " record declared" : " records declared");
+    std::string text = Plural(static_cast<size_t>(block.num_records), "record") + " declared";
     switch (state) {
     case ToolFile::BLOCK_UNKNOWN:
         return text + ", not loaded (not in the catalogue, and no format)";
@@ -403,50 +334,6 @@ std::string UnloadedText(const BlockInfo& block, ToolFile::BlockState state) {
         return text + ", merged into the first block of its number";
     default:
         return text + ", not loaded";
-    }
-}
-
-void ReadTyped(FileKind kind, const std::wstring& path) {
-    switch (kind) {
-    case KIND_MODEL: {
-        OnfModelFile model(path, nullptr);
-        model.Read();
-        break;
-    }
-    case KIND_GROUPS: {
-        OnfGroupsFile groups(path);
-        groups.Read();
-        break;
-    }
-    case KIND_INIT: {
-        OnfInitFile init(path);
-        init.Read();
-        break;
-    }
-    case KIND_MODIFICATION: {
-        OnfModifFile modif(path);
-        modif.Read();
-        modif.ReadSpecialModInstruction();
-        modif.BuildModificationLists();
-        break;
-    }
-    case KIND_TEMPORARY: {
-        OnfTemporaryFile temporary;
-        temporary.Read(path);
-        break;
-    }
-    case KIND_REQUESTS: {
-        OnfResultRequestFile requests(path);
-        requests.Read();
-        break;
-    }
-    case KIND_OPT_RESULT: {
-        ONFOptResultFile result(path);
-        result.Read();
-        break;
-    }
-    default:
-        break;
     }
 }
 

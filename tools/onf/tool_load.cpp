@@ -1,0 +1,318 @@
+// One ONF file read once: its text, its blocks loaded through the engine's tolerant load, and the
+// file object of its kind.
+#include "OnfToolFiles.h"
+#include "OnfToolOutput.h"
+
+#include "ONFOptResultFile.h"
+#include "OnfBlock.h"
+#include "OnfGroupsFile.h"
+#include "OnfInitFile.h"
+#include "OnfModelFile.h"
+#include "OnfModifFile.h"
+#include "OnfResultRequestFile.h"
+#include "OnfTemporaryFile.h"
+#include "QSV_Failure.h"
+#include "QSV_OnfCatalogue.h"
+
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <sys/stat.h>
+
+namespace onf_tool {
+
+namespace {
+using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
+} // namespace
+
+ToolFile::ToolFile(const std::string& path, FileLogScope& scope, const Progress& progress)
+    : m_Path(path), m_WidePath(BrelonStringUtil::utf8_to_wide(DisplayName(path).c_str())),
+      m_Scope(scope), m_Progress(progress) {
+    if (progress.IsOn() && progress.GetFileSize() > 0) {
+        progress.Say("reading " + ReadableSize(progress.GetFileSize()));
+    }
+    // The reader is made empty and then loads, so that it outlives a failure of its decoding:
+    // the locator finds the block that failed in the lines and blocks it holds.
+    auto reader = std::make_shared<OnfBlockTextReader>(nullptr, 0, m_WidePath.c_str(),
+                                                       OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    m_Locator = std::make_shared<FileMessageLocator>(reader, DisplayName(path));
+    scope.SetLocator(m_Locator);
+    if (path == STANDARD_STREAM_OPERAND) {
+        const std::string& text = ReadStandardInput();
+        m_TextSize = text.size();
+        reader->LoadBuffer(text.data(), text.size(), m_WidePath.c_str(),
+                           OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    } else {
+        struct stat status;
+        m_TextSize = ::stat(path.c_str(), &status) == 0 ? static_cast<size_t>(status.st_size) : 0;
+        reader->LoadFile(m_WidePath.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    }
+    m_Reader = reader;
+    m_Blocks = m_Reader->GetBlocksInfo();
+    m_Kind = DetectKind(m_Blocks, m_Reader->GetLines());
+    m_Loaded.assign(m_Blocks.size(), nullptr);
+    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
+    progress.Say(Plural(m_Blocks.size(), "block") + " found; " + KindName(m_Kind));
+}
+
+ToolFile::~ToolFile() = default;
+
+BrelonOnfTxtDatabase& ToolFile::GetDatabase() {
+    if (!m_Database) {
+        m_Database.reset(new BrelonOnfTxtDatabase(std::wstring()));
+    }
+    return *m_Database;
+}
+
+// Keeps the state of every block as the engine's tolerant load tells it, tells the locator which
+// block the engine's messages are about, and says to the scope what a user should hear.
+class ToolFile::LoadListener : public OnfBlockLoadListener {
+public:
+    LoadListener(ToolFile& file, bool warnDropped) : m_File(file), m_WarnDropped(warnDropped) {}
+
+    void OnLoading(size_t index, const BlockInfo& info) override {
+        m_File.m_Locator->SetCurrentBlock(index);
+        const bool catalogued =
+            info.block_id >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(info.block_id);
+        if (catalogued && !info.format.empty()) {
+            const std::string& own =
+                QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(info.block_id))
+                    .GetFormatString();
+            if (own != info.format) {
+                // The file objects read a catalogued block in the catalogue's format, whatever
+                // the file says; so does this tool.
+                m_File.m_Scope.Report(
+                    QSV_LogMacros::LOG_WARNING,
+                    "block " + BlockLabel(info) + " gives the format \"" + info.format +
+                        "\"; it is read in the catalogue's format \"" + own + "\"",
+                    StartLine(index));
+            }
+        }
+        m_File.m_Progress.Say("loading block " + BlockLabel(info) + ", " +
+                              Plural(static_cast<size_t>(info.num_records), "record"));
+    }
+
+    void OnLoaded(size_t index, const BlockInfo& info, const OnfBlock& block) override {
+        m_File.m_Locator->SetCurrentBlock(SIZE_MAX);
+        bool replaces = false;
+        for (size_t earlier = 0; earlier < index; ++earlier) {
+            if (m_File.m_Loaded[earlier] != nullptr &&
+                !(m_File.m_Blocks[earlier].descriptor < info.descriptor) &&
+                !(info.descriptor < m_File.m_Blocks[earlier].descriptor)) {
+                m_File.m_Loaded[earlier] = nullptr;
+                m_File.m_States[earlier] = BLOCK_REPLACED;
+                replaces = true;
+            }
+        }
+        if (replaces) {
+            m_File.m_Scope.Report(QSV_LogMacros::LOG_WARNING,
+                                  "block " + BlockLabel(info) + " appears again as block " +
+                                      std::to_string(index + 1) +
+                                      " of the file, which replaces the earlier one",
+                                  StartLine(index));
+        }
+        m_File.m_Loaded[index] = &block;
+        m_File.m_States[index] = BLOCK_LOADED;
+    }
+
+    void OnMerged(size_t index, const BlockInfo&, size_t) override {
+        m_File.m_Locator->SetCurrentBlock(SIZE_MAX);
+        m_File.m_States[index] = BLOCK_MERGED;
+    }
+
+    void OnSkipped(size_t index, const BlockInfo&) override {
+        m_File.m_States[index] = BLOCK_REPLACED;
+    }
+
+    void OnUnknown(size_t index, const BlockInfo& info) override {
+        m_File.m_States[index] = BLOCK_UNKNOWN;
+        if (m_WarnDropped) {
+            m_File.m_Locator->SetCurrentBlock(index);
+            OnfBlockTextReader::WarnUnknownBlock(m_File.m_WidePath, info.block_id);
+            m_File.m_Locator->SetCurrentBlock(SIZE_MAX);
+        }
+    }
+
+    void OnFailed(size_t index, const BlockInfo&, const std::exception& failure) override {
+        m_File.m_States[index] = BLOCK_FAILED;
+        m_File.m_Scope.ReportFailure(failure);
+        m_File.m_Locator->SetCurrentBlock(SIZE_MAX);
+        m_Failed = true;
+    }
+
+    bool HasFailed() const { return m_Failed; }
+
+private:
+    size_t StartLine(size_t index) {
+        const std::vector<BlockPlace>& places = m_File.GetPlaces();
+        return index < places.size() ? places[index].start + 1 : 0;
+    }
+
+    ToolFile& m_File;
+    bool m_WarnDropped;
+    bool m_Failed = false;
+};
+
+bool ToolFile::LoadInto(BrelonOnfTxtDatabase& database, bool warnDropped) {
+    m_Loaded.assign(m_Blocks.size(), nullptr);
+    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
+    LoadListener listener(*this, warnDropped);
+    // A groups file merges repeated blocks of one number, renumbering clashing ids.
+    const auto action = m_Kind == KIND_GROUPS ? BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER
+                                              : BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS;
+    try {
+        database.LoadFrom(*m_Reader, action, listener);
+    } catch (const std::exception& failure) {
+        // A merge that runs out of ids fails for the whole pass.
+        m_Scope.ReportFailure(failure);
+        m_Locator->SetCurrentBlock(SIZE_MAX);
+        return false;
+    }
+    return !listener.HasFailed();
+}
+
+size_t ToolFile::GetNumBlocksTaken() const {
+    size_t taken = 0;
+    for (BlockState state : m_States) {
+        taken += state != BLOCK_UNKNOWN && state != BLOCK_UNREAD ? 1 : 0;
+    }
+    return taken;
+}
+
+void ToolFile::ReleaseText() {
+    m_Loaded.assign(m_Blocks.size(), nullptr);
+    m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
+    m_Database.reset();
+    m_Reader.reset();
+    m_Locator->Forget();
+}
+
+// ---- The file object of the file's kind ------------------------------------------------------
+
+bool ReadModel(ToolFile& file, OnfModelFile& model) {
+    if (!file.LoadInto(model, true)) {
+        return false;
+    }
+    model.GetModelCs().MarkAllCsResolved();
+    return true;
+}
+
+bool ReadGroups(ToolFile& file, OnfGroupsFile& groups) {
+    if (!file.LoadInto(groups, true)) {
+        return false;
+    }
+    groups.FinishRead(file.GetNumBlocksTaken());
+    return true;
+}
+
+void ReadOptResult(ToolFile& file, ONFOptResultFile& result) {
+    result.Read(file.GetReader());
+}
+
+TypedFile::TypedFile(ToolFile& file) {
+    const std::wstring& name = file.GetWidePath();
+    switch (file.GetKind()) {
+    case KIND_MODEL: {
+        auto model = std::make_unique<OnfModelFile>(name, nullptr);
+        m_Complete = ReadModel(file, *model);
+        m_Database = std::move(model);
+        break;
+    }
+    case KIND_GROUPS: {
+        auto groups = std::make_unique<OnfGroupsFile>(name);
+        m_Complete = ReadGroups(file, *groups);
+        m_Database = std::move(groups);
+        break;
+    }
+    case KIND_MODIFICATION: {
+        auto modif = std::make_unique<OnfModifFile>(name);
+        m_Complete = file.LoadInto(*modif, true);
+        if (m_Complete) {
+            modif->ReadSpecialModInstruction();
+            modif->BuildModificationLists();
+        }
+        m_Database = std::move(modif);
+        break;
+    }
+    case KIND_REQUESTS: {
+        auto requests = std::make_unique<OnfResultRequestFile>(name);
+        m_Complete = file.LoadInto(*requests, true);
+        if (m_Complete) {
+            requests->FinishRead();
+        }
+        m_Database = std::move(requests);
+        break;
+    }
+    case KIND_INIT:
+        m_Database = std::make_unique<OnfInitFile>(name);
+        m_Complete = file.LoadInto(*m_Database, true);
+        break;
+    case KIND_TEMPORARY:
+        m_Database = std::make_unique<OnfTemporaryFile>();
+        m_Complete = file.LoadInto(*m_Database, true);
+        break;
+    case KIND_OPT_RESULT:
+        m_Result = std::make_unique<ONFOptResultFile>(name);
+        ReadOptResult(file, *m_Result);
+        m_Complete = true;
+        break;
+    default:
+        break;
+    }
+}
+
+TypedFile::~TypedFile() = default;
+
+OnfModelFile* TypedFile::GetModel() const {
+    return dynamic_cast<OnfModelFile*>(m_Database.get());
+}
+
+// ---- Commands that show files ----------------------------------------------------------------
+
+namespace {
+
+// Shows one file; false after reporting its failure.
+bool ShowFile(const std::string& path, bool flag,
+              const std::function<void(ToolFile&, bool)>& show) {
+    FileLogScope scope(DisplayName(path), stderr);
+    const Progress progress(path);
+    try {
+        ToolFile file(path, scope, progress);
+        show(file, flag);
+    } catch (const std::exception& failure) {
+        scope.ReportFailure(failure);
+        if (flag) {
+            std::printf("{\"file\": %s, \"error\": %s}\n", JsonString(path).c_str(),
+                        JsonString(failure.what()).c_str());
+        }
+    }
+    std::fflush(stdout);
+    return scope.GetNumErrors() == 0;
+}
+
+} // namespace
+
+int RunFileCommand(const OnfCommand& command, const std::vector<std::string>& args,
+                   const char* flag, const std::function<void(ToolFile&, bool)>& show) {
+    std::vector<std::string> files;
+    bool helpShown = false;
+    FlagOption option{flag};
+    const std::string error =
+        SplitArguments(command, args, files, helpShown, TakeFlagOption, &option);
+    if (!error.empty()) {
+        return UsageError(command, error);
+    }
+    if (helpShown) {
+        return EXIT_OK;
+    }
+    if (files.empty()) {
+        return UsageError(command, "no file given");
+    }
+    bool allShown = true;
+    for (const std::string& file : files) {
+        allShown = ShowFile(file, option.set, show) && allShown;
+    }
+    return allShown ? EXIT_OK : EXIT_FAILED;
+}
+
+} // namespace onf_tool
