@@ -209,6 +209,14 @@ public:
     bool PutLine(const char* line);
     // Hands what is buffered to the system; false with errno set when that fails.
     bool Flush();
+    // The stream, for a writer that writes to a FILE* itself; null when none is open. What it
+    // writes past a failure shows in ferror, and Flush, Store and Commit fail then.
+    FILE* GetStream() const { return m_Stream; }
+    // Completes the file but for putting it in place: flushes it, has the system store it and
+    // closes it. The following Commit only puts it in place, so that a caller writing several
+    // files stores every one before any replaces its old file. False with errno set when a step
+    // fails; the new content is then discarded, as by Commit.
+    bool Store();
     // Completes the file: flushes it, has the system store it (fsync), closes it and puts it in
     // place of the old file. False with errno set when any step fails; the new content is then
     // discarded and the old file is as it was (a file staged for copying can be cut short only
@@ -247,6 +255,7 @@ private:
     std::string m_Target;    // the file that Commit completes
     std::string m_Temporary; // the temporary file of RENAMED and COPIED
     int m_Slot = -1;         // its entry for RemoveTemporaries, -1 when it has none
+    bool m_Stored = false;   // stored and closed, not yet in place
     long long m_OldSize = 0; // APPENDED: the length to cut back to
     int m_RollbackFd = -1;   // APPENDED: a descriptor that outlives the stream
 };

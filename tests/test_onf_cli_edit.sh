@@ -85,7 +85,7 @@ expect "normalize of a failing file" 2 /dev/null "" -- normalize short.onf kept.
 expect "normalize into a missing folder" 2 /dev/null "" -- normalize messy.onf no/such/out.onf
 echo "messy.onf: error: cannot write no/such/out.onf: No such file or directory" |
     diff -u - "$work/err" || fail "normalize into a missing folder"
-leftovers="$(find . -name '*.onf-tmp-*')"
+leftovers="$(find . -name '.*.??????')"
 [ -z "$leftovers" ] || fail "temporary files left behind: $leftovers"
 
 # An optimisation result file is written by its own object, to a fixed point as well.

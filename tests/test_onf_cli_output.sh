@@ -32,7 +32,7 @@ printf '   -1\n   -1\n140\n1\n1, 3, 8, 0, 0, 0, 0, 0\n1, 2, 4, 3, 5, 6, 8, 7\n  
 old() { echo old >"$1"; }
 kept() {
     [ "$(cat "$2" 2>/dev/null)" = old ] || fail "$1: the old $2 is lost"
-    leftovers="$(find "$(dirname "$2")" -name '.*.onf-tmp-*')"
+    leftovers="$(find "$(dirname "$2")" -name ".$(basename "$2").*")"
     [ -z "$leftovers" ] || fail "$1: temporaries left: $leftovers"
 }
 
@@ -106,7 +106,7 @@ run normalize in.onf fs/null
 run export model.onf fs/full
 is "a device that is always full" 2 err <<<"model.onf: error: cannot write fs/full: No space left on device"
 [ -c fs/full ] || fail "the full device is gone"
-find fs -name '.*.onf-tmp-*' | grep -q . && fail "a temporary beside a device"
+find fs -name '.full.*' -o -name '.null.*' | grep -q . && fail "a temporary beside a device"
 
 # Standard output, by "-" and by name, is written where it stands: appending keeps appending.
 "$onf" normalize in.onf - >twice.onf
@@ -126,7 +126,7 @@ for signal in TERM INT HUP; do
     pid=$!
     seen=""
     for _ in $(seq 1 2000); do
-        compgen -G ".out-$signal.onf.onf-tmp-*" >/dev/null && seen=1 && break
+        compgen -G ".out-$signal.onf.??????" >/dev/null && seen=1 && break
         sleep 0.005
     done
     [ -n "$seen" ] || fail "SIG$signal: no temporary seen while the file was written"

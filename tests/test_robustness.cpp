@@ -248,6 +248,27 @@ TEST(WriteFaults, AReplacedFileKeepsItsModeAndItsTemporaryCanBeRemovedOnASignal)
     EXPECT_EQ(Get(path), "# new\n");
 }
 
+// Files stored one after the other replace their old ones only at Commit: one that is stored but
+// given up leaves its old file and no temporary, even after its stream is closed.
+TEST(WriteFaults, AStoredFileReplacesTheOldOneOnlyWhenCommitted) {
+    const std::string path = Put("stored.onf", "# old\n");
+    for (const bool commit : {false, true}) {
+        BrelonOutputFile file;
+        ASSERT_TRUE(file.Open(path, BrelonOutputFile::REPLACE));
+        ASSERT_TRUE(file.PutLine("# new"));
+        ASSERT_TRUE(file.Store());
+        EXPECT_EQ(file.GetStream(), nullptr);
+        EXPECT_EQ(Get(path), "# old\n");
+        if (commit) {
+            ASSERT_TRUE(file.Commit());
+        } else {
+            file.Discard();
+        }
+        EXPECT_EQ(Get(path), commit ? "# new\n" : "# old\n");
+        EXPECT_EQ(Temporaries(Dir()), std::vector<std::string>());
+    }
+}
+
 // Lines appended to a file are taken back when the write fails before the writer is done.
 TEST(WriteFaults, AFailedAppendCutsTheFileBackToItsOldLength) {
     const std::string path = Put("appended.onf", "# old\n");

@@ -28,7 +28,9 @@ constexpr size_t kMaxNameInTemporary = 200;
 
 // Slots of fixed size, so that a handler reads them without allocating or locking. A slot is free
 // (0), being filled (1), or names a temporary file that is neither committed nor discarded (2).
-constexpr int kNumSlots = 16;
+// A caller that stores several files before it commits any (a series of grids, one a design
+// iteration) holds a slot for each; pages of slots never used cost no memory.
+constexpr int kNumSlots = 256;
 constexpr size_t kSlotPathSize = 4096;
 
 struct TemporarySlot {
@@ -354,9 +356,9 @@ bool BrelonOutputFile::Flush() {
     return std::fflush(m_Stream) == 0 && !std::ferror(m_Stream);
 }
 
-// Flushed, stored and closed, the new content takes the target's place; a step that fails
-// discards it. A device or pipe is not stored by the system as a file is, so it is only flushed.
-bool BrelonOutputFile::Commit() {
+// Flushed, stored and closed; a step that fails discards the new content. A device or pipe is not
+// stored by the system as a file is, so it is only flushed.
+bool BrelonOutputFile::Store() {
     if (m_Stream == nullptr) {
         return true;
     }
@@ -367,29 +369,40 @@ bool BrelonOutputFile::Commit() {
     }
     const bool stored =
         Flush() && (m_Kind == DIRECT || (!FaultDue() && ::fsync(fileno(m_Stream)) == 0));
-    if (!stored) {
+    if (stored) {
+        FILE* stream = m_Stream;
+        m_Stream = nullptr;
+        m_Stored = true;
+        if (std::fclose(stream) == 0) {
+            return true;
+        }
+    }
+    const int error = errno;
+    Discard();
+    errno = error;
+    return false;
+}
+
+// Once stored, the new content takes the target's place; a failure discards it.
+bool BrelonOutputFile::Commit() {
+    if (!Store()) {
+        return false;
+    }
+    if (!m_Stored) {
+        return true; // nothing of its own was open
+    }
+    if ((m_Kind == RENAMED || m_Kind == COPIED) && !CommitTemporary()) {
         const int error = errno;
         Discard();
         errno = error;
         return false;
     }
-    FILE* stream = m_Stream;
-    m_Stream = nullptr;
-    bool ok = std::fclose(stream) == 0;
-    if (ok && (m_Kind == RENAMED || m_Kind == COPIED)) {
-        ok = CommitTemporary();
-    }
-    const int error = errno;
-    if (!ok && m_Kind == APPENDED) {
-        const int cut = ::ftruncate(m_RollbackFd, m_OldSize);
-        (void)cut; // nothing more can be done for it
-    }
-    if (!m_Temporary.empty() && !(ok && m_Kind == RENAMED)) {
+    if (!m_Temporary.empty() && m_Kind != RENAMED) {
         ::unlink(m_Temporary.c_str());
     }
+    m_Stored = false;
     Forget();
-    errno = error;
-    return ok;
+    return true;
 }
 
 bool BrelonOutputFile::CommitTemporary() {
@@ -417,14 +430,15 @@ bool BrelonOutputFile::CopyIntoTarget() {
 }
 
 void BrelonOutputFile::Discard() {
-    if (m_Stream == nullptr) {
+    if (m_Stream == nullptr && !m_Stored) {
         Forget();
         return;
     }
     const int error = errno;
     FILE* stream = m_Stream;
     m_Stream = nullptr;
-    if (m_Kind != BORROWED) {
+    m_Stored = false;
+    if (stream != nullptr && m_Kind != BORROWED) {
         std::fclose(stream);
     }
     if (!m_Temporary.empty()) {

@@ -38,14 +38,17 @@ const OnfCommand kNormalize = {
 
 const OnfCommandRegistrar kRegistrar(kNormalize);
 
-void WriteOptResult(ToolFile& file, FILE* out) {
+void WriteOptResult(ToolFile& file, OutputFile& output) {
     ONFOptResultFile result(file.GetWidePath());
     ReadOptResult(file, result);
     file.ReleaseText();
-    FileStreamBuffer buffer(out);
+    BrelonOutputFileBuf buffer(output.File());
     std::ostream stream(&buffer);
     stream << result;
     stream.flush();
+    if (!stream) {
+        output.FailWrite();
+    }
 }
 
 // Writes the blocks as the kind's file object writes its file. The writer on a stream writes
@@ -83,7 +86,7 @@ int Normalize(const std::string& in, const std::string& out) {
         progress.Say("writing " + (out == STANDARD_STREAM_OPERAND ? "standard output" : out));
         try {
             if (file.GetKind() == KIND_OPT_RESULT) {
-                WriteOptResult(file, output.Stream());
+                WriteOptResult(file, output);
             } else {
                 WriteBlocks(file, output.Stream());
             }

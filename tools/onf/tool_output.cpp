@@ -15,29 +15,11 @@ namespace onf_tool {
 
 namespace {
 
-// The temporaries being written, for the signal handler. It only reads them, and they change
-// only while the caught signals are held back (SignalBlock), so the handler never sees them
-// half changed.
-std::vector<std::string> g_Temporaries;
-
-void RememberTemporary(const std::string& path) {
-    g_Temporaries.push_back(path);
-}
-
-void ForgetTemporary(const std::string& path) {
-    for (size_t i = g_Temporaries.size(); i-- > 0;) {
-        if (g_Temporaries[i] == path) {
-            g_Temporaries.erase(g_Temporaries.begin() + static_cast<long>(i));
-            return;
-        }
-    }
-}
-
 const int kCaughtSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
 
-// Holds back the caught signals while alive, so that the temporary and the handler's record of
-// it change together: a signal between the two would leave the file behind, or remove a name
-// that is not the command's.
+// Holds back the caught signals while alive, so that a new file and the record by which a
+// handler removes it come and go together: a signal between the two would leave the file
+// behind.
 class SignalBlock {
 public:
     SignalBlock() {
@@ -56,10 +38,8 @@ private:
     sigset_t m_Old;
 };
 
-extern "C" void RemoveTemporaryOnSignal(int signal) {
-    for (const std::string& path : g_Temporaries) {
-        ::unlink(path.c_str());
-    }
+extern "C" void RemoveTemporariesOnSignal(int signal) {
+    BrelonOutputFile::RemoveTemporaries();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
@@ -81,8 +61,7 @@ std::string NameOf(const std::string& path) {
 // process's descriptor folder under /proc, as /dev/fd and /dev/stdout lead there); -1 if none.
 int OwnDescriptorOf(const std::string& path) {
     const std::string name = NameOf(path);
-    if (name.empty() || name.find_first_not_of("0123456789") != std::string::npos ||
-        name.size() > 9) {
+    if (name.empty() || name.size() > 9 || name.find_first_not_of("0123456789") != name.npos) {
         return -1;
     }
     char folder[PATH_MAX];
@@ -95,186 +74,86 @@ int OwnDescriptorOf(const std::string& path) {
     return folder == own || folder == thread ? std::atoi(name.c_str()) : -1;
 }
 
-// Follows the symbolic links of `path` to what they finally name (which need not exist), and
-// stops early at one of the process's own descriptors. False with errno for a loop or a
-// failure other than a missing final name.
-bool FollowLinks(std::string& path, int& descriptor) {
+// The process's own descriptor that `path` leads to through its symbolic links, or -1. A file
+// the descriptor stands for is not to be replaced: the stream on it would go on writing the old
+// file, and an appending redirection would lose what stood in it.
+int FollowToOwnDescriptor(std::string path) {
     for (int hop = 0; hop < 40; ++hop) {
-        descriptor = OwnDescriptorOf(path);
-        if (descriptor >= 0) {
-            return true;
-        }
+        const int descriptor = OwnDescriptorOf(path);
         struct stat status;
-        if (::lstat(path.c_str(), &status) != 0) {
-            return errno == ENOENT;
-        }
-        if (!S_ISLNK(status.st_mode)) {
-            return true;
+        if (descriptor >= 0 || ::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) {
+            return descriptor;
         }
         std::vector<char> target(PATH_MAX + 1);
         const ssize_t length = ::readlink(path.c_str(), target.data(), PATH_MAX);
-        if (length < 0) {
-            return false;
+        if (length <= 0) {
+            return -1;
         }
         const std::string link(target.data(), static_cast<size_t>(length));
         path = link[0] == '/' ? link : FolderOf(path) + "/" + link;
     }
-    errno = ELOOP;
-    return false;
+    return -1;
 }
 
 } // namespace
 
 OutputFile::OutputFile(const std::string& path) : m_Path(path) {
-    if (path == "-") {
-        OpenDescriptor(STDOUT_FILENO);
-        return;
-    }
-    std::string target = path;
-    int descriptor = -1;
-    if (!FollowLinks(target, descriptor)) {
-        Fail("cannot write", errno);
-    }
-    if (descriptor >= 0) {
-        OpenDescriptor(descriptor);
-        return;
-    }
-    struct stat status;
-    if (::stat(target.c_str(), &status) != 0) {
-        OpenTemporary(target, false);
-    } else if (S_ISDIR(status.st_mode)) {
-        Fail("cannot write", EISDIR);
-    } else if (S_ISREG(status.st_mode)) {
-        if (::access(target.c_str(), W_OK) != 0) {
-            Fail("cannot write", errno);
+    const int descriptor = path == "-" ? STDOUT_FILENO : FollowToOwnDescriptor(path);
+    if (descriptor < 0) {
+        m_File = std::make_unique<BrelonOutputFile>();
+        const SignalBlock block;
+        if (!m_File->Open(path, BrelonOutputFile::REPLACE)) {
+            Fail(errno);
         }
-        OpenTemporary(target, true);
-    } else {
-        OpenDirect(target);
+        return;
     }
+    std::fflush(stdout);
+    if (descriptor == STDOUT_FILENO) {
+        m_Descriptor = stdout;
+    } else {
+        const int fd = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
+        m_Descriptor = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
+        if (m_Descriptor == nullptr) {
+            const int error = errno;
+            if (fd >= 0) {
+                ::close(fd);
+            }
+            Fail(error);
+        }
+    }
+    m_File = std::make_unique<BrelonOutputFile>(m_Descriptor);
 }
 
 OutputFile::~OutputFile() {
-    if (m_Stream != nullptr && m_Descriptor != STDOUT_FILENO) {
-        std::fclose(m_Stream);
-    }
-    if (!m_Temporary.empty()) {
-        const SignalBlock block;
-        ::unlink(m_Temporary.c_str());
-        ForgetTemporary(m_Temporary);
-    }
-}
-
-void OutputFile::OpenTemporary(const std::string& target, bool exists) {
-    std::string name = FolderOf(target) + "/." + NameOf(target) + ".onf-tmp-XXXXXX";
-    std::vector<char> buffer(name.begin(), name.end());
-    buffer.push_back('\0');
-    int fd = -1;
     {
         const SignalBlock block;
-        fd = ::mkstemp(buffer.data());
-        if (fd >= 0) {
-            m_Temporary = buffer.data();
-            RememberTemporary(m_Temporary);
-        }
+        m_File.reset();
     }
-    if (fd < 0) {
-        Fail("cannot write", errno);
-    }
-    m_Target = target;
-    // mkstemp makes the file private; the output gets the mode a new file would get, or the
-    // mode and owner of the file it replaces.
-    struct stat status;
-    if (exists && ::stat(target.c_str(), &status) == 0) {
-        ::fchmod(fd, status.st_mode & 07777);
-        if (::fchown(fd, status.st_uid, status.st_gid) != 0) {
-            // Only the owner's own group or a privileged user may hand a file over; the new
-            // file then belongs to whoever writes it, as with any editor.
-        }
-    } else {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        ::fchmod(fd, 0666 & ~mask);
-    }
-    m_Stream = ::fdopen(fd, "w");
-    if (m_Stream == nullptr) {
-        const int error = errno;
-        ::close(fd);
-        Fail("cannot write", error);
-    }
-}
-
-void OutputFile::OpenDirect(const std::string& target) {
-    const int fd = ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) {
-        Fail("cannot write", errno);
-    }
-    m_Stream = ::fdopen(fd, "w");
-    if (m_Stream == nullptr) {
-        const int error = errno;
-        ::close(fd);
-        Fail("cannot write", error);
-    }
-}
-
-void OutputFile::OpenDescriptor(int descriptor) {
-    std::fflush(stdout);
-    m_Descriptor = descriptor;
-    if (descriptor == STDOUT_FILENO) {
-        m_Stream = stdout;
-        return;
-    }
-    const int fd = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
-    m_Stream = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
-    if (m_Stream == nullptr) {
-        const int error = errno;
-        if (fd >= 0) {
-            ::close(fd);
-        }
-        Fail("cannot write", error);
+    if (m_Descriptor != nullptr && m_Descriptor != stdout) {
+        std::fclose(m_Descriptor);
     }
 }
 
 void OutputFile::Finish() {
-    FILE* stream = m_Stream;
-    if (stream == nullptr) {
-        return; // finished before
-    }
-    const bool flushed = std::fflush(stream) == 0 && std::ferror(stream) == 0;
-    int error = flushed ? 0 : errno;
-    if (flushed && !m_Temporary.empty() && ::fsync(::fileno(stream)) != 0) {
-        error = errno;
-    }
-    if (stream != stdout) {
-        m_Stream = nullptr;
-        if (std::fclose(stream) != 0 && error == 0) {
-            error = errno;
-        }
-    }
-    if (error != 0) {
-        Fail("cannot write", error);
+    if (!m_File->Store()) {
+        Fail(errno);
     }
 }
 
 void OutputFile::Replace() {
-    if (m_Temporary.empty()) {
-        return;
-    }
     const SignalBlock block;
-    if (std::rename(m_Temporary.c_str(), m_Target.c_str()) != 0) {
-        Fail("cannot replace", errno);
+    if (!m_File->Commit()) {
+        Fail(errno);
     }
-    ForgetTemporary(m_Temporary);
-    m_Temporary.clear();
 }
 
 void OutputFile::FailWrite() const {
-    Fail("cannot write", errno);
+    Fail(errno);
 }
 
-void OutputFile::Fail(const std::string& what, int error) const {
+void OutputFile::Fail(int error) const {
     // A stream error without errno (a short write whose cause the C library kept) still fails.
-    throw OutputError(what + " " + m_Path + ": " +
+    throw OutputError("cannot write " + m_Path + ": " +
                       (error != 0 ? std::strerror(error) : "write error"));
 }
 
@@ -283,25 +162,10 @@ void InstallOutputSignalHandlers() {
     for (int signal : kCaughtSignals) {
         struct sigaction action;
         std::memset(&action, 0, sizeof action);
-        action.sa_handler = RemoveTemporaryOnSignal;
+        action.sa_handler = RemoveTemporariesOnSignal;
         sigemptyset(&action.sa_mask);
         ::sigaction(signal, &action, nullptr);
     }
-}
-
-FileStreamBuffer::int_type FileStreamBuffer::overflow(int_type c) {
-    if (traits_type::eq_int_type(c, traits_type::eof())) {
-        return traits_type::not_eof(c);
-    }
-    return std::fputc(traits_type::to_char_type(c), m_File) == EOF ? traits_type::eof() : c;
-}
-
-std::streamsize FileStreamBuffer::xsputn(const char* text, std::streamsize count) {
-    return static_cast<std::streamsize>(std::fwrite(text, 1, static_cast<size_t>(count), m_File));
-}
-
-int FileStreamBuffer::sync() {
-    return std::fflush(m_File) == 0 ? 0 : -1;
 }
 
 const std::string& ReadStandardInput() {
