@@ -129,6 +129,14 @@ private:
     };
 
     static bool IsOnfMarkerLine(const char* line, const char* marker);
+    // One line of a descriptor or format section: the next line that is no empty or comment
+    // line, either the section's closing `marker` or a "key = value" pair cut into `splitter`.
+    // At the file's end `error` becomes `endOfFile`; a line of other than two tokens is a
+    // syntax error.
+    enum SectionLine { SECTION_PAIR, SECTION_END, SECTION_FAILED };
+    static SectionLine NextSectionLine(const TextLinesParser& lines, size_t& line,
+                                       const char* marker, const char* endOfFile,
+                                       TextLineSplitter& splitter, std::string& error);
     bool LoadDescriptor(const TextLinesParser& lines, size_t& line, QSV_DataDescriptor& descriptor,
                         std::string& error);
     bool LoadFormat(const TextLinesParser& lines, size_t& line, std::string& format,
@@ -139,6 +147,8 @@ private:
     size_t DecodeBlock(size_t start, UnknownBlockAction action, const std::string& file);
     void DecodeStartMarker(BlockDecoding& block) const;
     void DecodeSections(BlockDecoding& block);
+    void EndSection(BlockDecoding& block, bool loaded, const char* failure,
+                    const std::string& error) const;
     void DecodeIdLine(BlockDecoding& block, UnknownBlockAction action) const;
     void DecodeCountLine(BlockDecoding& block) const;
     size_t DecodeBody(BlockDecoding& block) const;

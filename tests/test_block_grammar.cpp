@@ -2,6 +2,7 @@
 // of a load in its exact words, and the line rules of WriteRecord. Custom blocks with explicit
 // formats exercise the grammar independently of the catalogue.
 #include "BrelonLineInput.h"
+#include "FailureExpect.h"
 #include "LogCapture.h"
 #include "OnfBlockSet.h"
 #include "test_block_util.h"
@@ -86,31 +87,34 @@ INSTANTIATE_TEST_SUITE_P(Block, GrammarTest, testing::ValuesIn(kCases),
                              return name;
                          });
 
+// A block body whose load ends early, and the words it ends with.
+struct EarlyEnd {
+    const char* format;
+    size_t count;
+    const char* body;
+    const char* message;
+    const char* dump; // a report: the records read before it
+    const char* id;   // a failure: its identifier
+};
+
 // Reports end the load without an exception and leave what was read.
 TEST(BlockLoadReports, ExactWords) {
-    struct Report {
-        const char* format;
-        size_t count;
-        const char* body;
-        const char* message;
-        const char* dump;
-    };
-    const Report reports[] = {
+    const EarlyEnd reports[] = {
         {"Ib", 2, "1, 2\n1, 3\n",
          "An error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> ONF-block -1 "
          "contains more than one record with id = 1.",
-         "1:2"},
+         "1:2", ""},
         {"IIb", 1, "1, 2\n",
          "A format syntax error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the "
          "lines defining ONF-block -1 are depleted prematurely at line 8.",
-         "1:2,0"},
+         "1:2,0", ""},
         // clang-format off
         {"IRb", 2, "1, 5\n2.5\n",
          "A format error was encountered while reading the ONF-file:\n\"mem.onf\"\n--> the ONF-block -1 being decoded does not match the specification!",
-         "1:5,2.5"},
+         "1:5,2.5", ""},
         // clang-format on
     };
-    for (const Report& r : reports) {
+    for (const EarlyEnd& r : reports) {
         onf_test::LogCapture log;
         OnfBlockSet db;
         LoadText(db, CustomBlockText(r.format, r.count, r.body));
@@ -169,41 +173,33 @@ TEST(BlockLoadTokens, RecordLinesCutAsTheSplitterCutsThem) {
 
 // Failures leave LoadFrom; the block being loaded is dropped.
 TEST(BlockLoadFailures, ExactWords) {
-    struct Failure {
-        const char* format;
-        size_t count;
-        const char* body;
-        const char* id;
-        const char* message;
-    };
-    const Failure failures[] = {
-        {"Ib", 1, "1, 2\n2, 3\n", "270312164733",
+    const EarlyEnd failures[] = {
+        {"Ib", 1, "1, 2\n2, 3\n",
          "Error in ONF-file mem.onf, block -1:\nLine 8 is outside of the expected range for the "
          "block.\nThe block is expected to contain 1 records, but it\nactually contains more "
-         "records/items!"},
-        {"Vb", 1, "1, 1, 2\n", "221112190655",
+         "records/items!",
+         "", "270312164733"},
+        {"Vb", 1, "1, 1, 2\n",
          "Error in ONF-file \"mem.onf\", line 7 (in ONF data block -1):\nA vector with 3 "
-         "components is expected, but some values are missing!"},
-        {"IbTb", 2, "1, 2\n1, 2, 3, 4, 5\n", "101217102547",
+         "components is expected, but some values are missing!",
+         "", "221112190655"},
+        {"IbTb", 2, "1, 2\n1, 2, 3, 4, 5\n",
          "Error in ONF-file \"mem.onf\", line 8 (in ONF data block -1):\nA tensor with 6 "
-         "components is expected, but some values are missing!"},
-        {"Ib", 1, "2000000000, 1\n", "",
+         "components is expected, but some values are missing!",
+         "", "101217102547"},
+        {"Ib", 1, "2000000000, 1\n",
          "Error in ONF-file mem.onf, block -1:\nThe record id 2000000000 in line 7 cannot serve "
-         "as a record index.\nThe ids of this block must lie between 0 and 65535."},
-        {"Ib", 1, "-1, 1\n", "",
+         "as a record index.\nThe ids of this block must lie between 0 and 65535.",
+         "", ""},
+        {"Ib", 1, "-1, 1\n",
          "Error in ONF-file mem.onf, block -1:\nThe record id -1 in line 7 cannot serve as a "
-         "record index.\nThe ids of this block must lie between 0 and 65535."},
+         "record index.\nThe ids of this block must lie between 0 and 65535.",
+         "", ""},
     };
-    for (const Failure& f : failures) {
+    for (const EarlyEnd& f : failures) {
         OnfBlockSet db;
-        try {
-            LoadText(db, CustomBlockText(f.format, f.count, f.body));
-            ADD_FAILURE() << "no failure for " << f.message;
-        } catch (const QSV_Failure& failure) {
-            EXPECT_EQ(failure.GetMessage(), f.message);
-            EXPECT_EQ(failure.GetId(), f.id);
-            EXPECT_EQ(failure.GetLogTag(), kTag);
-        }
+        onf_test::ExpectFailure([&] { LoadText(db, CustomBlockText(f.format, f.count, f.body)); },
+                                f.id, kTag, f.message);
         EXPECT_TRUE(db.GetDataBlocks(QSV_DataDescriptorPattern()).empty());
     }
 }

@@ -197,20 +197,25 @@ private:
     }
 };
 
-// A custom block whose vector lacks two of its values: its load fails.
-const std::string kBrokenCustom = onf_test::CustomBlockText("IVb", 1, "1, 5, 2.0\n");
+// What a tolerant load of all of `reader` into `db` tells.
+std::string TolerantLoad(OnfBlockSet& db, OnfBlockTextReader& reader,
+                         BrelonOnfTxtDatabase::BlockSetLoadAction action) {
+    EventLog log;
+    db.LoadFrom(reader, action, log);
+    return log.events;
+}
 
 TEST(DatabaseLoadActions, TolerantLoadHandsEachFailureOnAndGoesOn) {
+    // Block 1, a custom block whose vector lacks two of its values, fails to load.
     const std::string text = onf_test::CustomBlockText("IVb", 1, "1, 5, 1.0, 2.0, 3.0\n") +
-                             kBrokenCustom + BlockText(4711, 0, "") +
-                             BlockText(97, 1, "110, 1, 10, 10\n");
+                             onf_test::CustomBlockText("IVb", 1, "1, 5, 2.0\n") +
+                             BlockText(4711, 0, "") + BlockText(97, 1, "110, 1, 10, 10\n");
     OnfBlockTextReader reader(text.data(), text.size(), L"mem.onf",
                               OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
     OnfBlockSet db;
-    EventLog log;
-    db.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS, log);
-    EXPECT_EQ(log.events, "loading 0; loaded 0; loading 1; failed 1 221112190655; unknown 2 4711; "
-                          "loading 3; loaded 3");
+    EXPECT_EQ(TolerantLoad(db, reader, BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS),
+              "loading 0; loaded 0; loading 1; failed 1 221112190655; unknown 2 4711; loading 3; "
+              "loaded 3");
     // The failed block left the custom block of the same descriptor as it was.
     EXPECT_EQ(Dump(onf_test::FirstBlock(db)), "1:5,1 2 3");
     EXPECT_EQ(Dump(db.GetBlock(static_cast<QSV_OnfId>(97))), "110:1,10,10");
@@ -222,19 +227,17 @@ TEST(DatabaseLoadActions, TolerantLoadHandsEachFailureOnAndGoesOn) {
                   "Error in ONF-file \"mem.onf\", line 15 (in ONF data block -1):\nA vector with "
                   "3 components is expected, but some values are missing!");
     EXPECT_EQ(Dump(onf_test::FirstBlock(strict)), "1:5,1 2 3");
-}
 
-TEST(DatabaseLoadActions, TolerantMergeTakesTheFirstBlockThatLoadsAsHead) {
-    const std::string broken = BlockText(200, 1, "1, 2000000000, BIG\n1-2000000000\n");
-    const std::string text = broken + BlockText(200, 2, "7, 2\nleft\n1, 2\n3, 1\ntop\n5\n") +
-                             BlockText(200, 1, "7, 3\nright\n4-6\n");
-    OnfBlockTextReader reader(text.data(), text.size(), L"mem.onf",
-                              OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    OnfBlockSet db;
-    EventLog log;
-    db.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER, log);
-    EXPECT_EQ(log.events, "loading 0; failed 0; loading 1; loading 2; merged 2 into 1; loaded 1");
-    EXPECT_EQ(db.GetBlock(static_cast<QSV_OnfId>(200)).GetNumRecords(), 3u);
+    // A merge by number takes the first block of a number that loads as the head.
+    const std::string groups = BlockText(200, 1, "1, 2000000000, BIG\n1-2000000000\n") +
+                               BlockText(200, 2, "7, 2\nleft\n1, 2\n3, 1\ntop\n5\n") +
+                               BlockText(200, 1, "7, 3\nright\n4-6\n");
+    OnfBlockTextReader groupsReader(groups.data(), groups.size(), L"mem.onf",
+                                    OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
+    OnfBlockSet merged;
+    EXPECT_EQ(TolerantLoad(merged, groupsReader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER),
+              "loading 0; failed 0; loading 1; loading 2; merged 2 into 1; loaded 1");
+    EXPECT_EQ(merged.GetBlock(static_cast<QSV_OnfId>(200)).GetNumRecords(), 3u);
 }
 
 TEST(DatabaseUpdateForExport, ListsGetIndices) {

@@ -78,28 +78,18 @@ public:
     void GetTensor(size_t, double*) const override {}
     void FlushAndDestroy() override {}
     size_t GetIntListLen(size_t li) const override { return m_IntLists[li].size(); }
-    void GetIntList(size_t li, QSV_IntArray& out) const override {
-        out.Assign(m_IntLists[li].data(), m_IntLists[li].size());
-    }
-    void GetIntList(size_t li, int* out) const override {
-        std::copy(m_IntLists[li].begin(), m_IntLists[li].end(), out);
-    }
+    void GetIntList(size_t li, QSV_IntArray& out) const override { Out(m_IntLists[li], out); }
+    void GetIntList(size_t li, int* out) const override { Out(m_IntLists[li], out); }
     using QSV_DataBlock::SetIntList;
-    size_t SetIntList(const int* values, size_t n) override {
-        m_IntLists.emplace_back(values, values + n);
-        return m_IntLists.size() - 1;
-    }
+    size_t SetIntList(const int* values, size_t n) override { return In(m_IntLists, values, n); }
     size_t GetDoubleListLen(size_t li) const override { return m_RealLists[li].size(); }
     void GetDoubleList(size_t li, QSV_DoubleArray& out) const override {
-        out.Assign(m_RealLists[li].data(), m_RealLists[li].size());
+        Out(m_RealLists[li], out);
     }
-    void GetDoubleList(size_t li, double* out) const override {
-        std::copy(m_RealLists[li].begin(), m_RealLists[li].end(), out);
-    }
+    void GetDoubleList(size_t li, double* out) const override { Out(m_RealLists[li], out); }
     using QSV_DataBlock::SetDoubleList;
     size_t SetDoubleList(const double* values, size_t n) override {
-        m_RealLists.emplace_back(values, values + n);
-        return m_RealLists.size() - 1;
+        return In(m_RealLists, values, n);
     }
     void GetString(size_t handle, std::string& text) const override {
         text = m_Strings[handle - 1];
@@ -127,6 +117,21 @@ public:
         if (m_Saved) {
             m_Saved->push_back(m_Descriptor.GetInteger(D::RI_ONF_ID));
         }
+    }
+
+    // A list into its slot, and out into an array or a buffer.
+    template <typename T>
+    static size_t In(std::vector<std::vector<T>>& lists, const T* values, size_t n) {
+        lists.emplace_back(values, values + n);
+        return lists.size() - 1;
+    }
+    template <typename T, typename Array>
+    static void Out(const std::vector<T>& list, Array& out) {
+        out.Assign(list.data(), list.size());
+    }
+    template <typename T>
+    static void Out(const std::vector<T>& list, T* out) {
+        std::copy(list.begin(), list.end(), out);
     }
 
     static int s_Destroyed;

@@ -138,32 +138,9 @@ size_t SplitViews(const char* p, std::vector<TokenView>& tokens) {
 
 // The engine's integer reading of keys and integer items: optional sign, then digits up to the
 // first other byte, in 32-bit wrap-around arithmetic (unsigned, so that no overflow is undefined).
-// No whitespace is skipped and no digit gives 0; IsValueInvalid judges the text separately.
-int ParseInt(const char* text, const char* end) {
-    uint32_t value = 0;
-    bool negative = false;
-    if (text < end && (*text == '+' || *text == '-')) {
-        negative = *text == '-';
-        ++text;
-    }
-    for (; text < end; ++text) {
-        const unsigned digit = static_cast<unsigned char>(*text) - '0';
-        if (digit >= 10) {
-            break;
-        }
-        value = value * 10u + digit;
-    }
-    if (negative) {
-        value = 0u - value;
-    }
-    int result;
-    std::memcpy(&result, &value, sizeof result);
-    return result;
-}
-
-// An integer item: the value as ParseInt reads it, and whether the text is a valid integer as
-// BrelonFormatUtil::is_int judges it (sign, at least one digit, nothing else, 32-bit range), in
-// one pass over the text instead of two.
+// No whitespace is skipped and no digit gives 0. `valid` tells in the same pass whether the text
+// is a valid integer as BrelonFormatUtil::is_int judges it (sign, at least one digit, nothing
+// else, 32-bit range), which IsValueInvalid would otherwise find in a second pass.
 int ParseCheckedInt(const char* text, const char* end, bool& valid) {
     const char* p = text;
     bool negative = false;
@@ -190,6 +167,12 @@ int ParseCheckedInt(const char* text, const char* end, bool& valid) {
     int result;
     std::memcpy(&result, &value, sizeof result);
     return result;
+}
+
+// The same reading where its judgement is not wanted.
+int ParseInt(const char* text, const char* end) {
+    bool valid = false;
+    return ParseCheckedInt(text, end, valid);
 }
 
 // A real item whose whole text is a plain decimal number in range (the common case) is read
@@ -739,6 +722,17 @@ void WriteKey(const OnfBlock& block, size_t index, RecordLine& line) {
     ++line.count;
 }
 
+// An integer, a real held in 4 bytes or a real, as the item of that type holds it.
+void AppendScalar(CsvLineWriter& csv, BlockDataType type, const unsigned char* where) {
+    if (type == BDT_INTEGER) {
+        csv.AppendValue(LoadValue<int32_t>(where));
+    } else if (type == BDT_FLOAT) {
+        csv.AppendValue(static_cast<double>(LoadValue<float>(where)));
+    } else {
+        csv.AppendValue(LoadValue<double>(where));
+    }
+}
+
 bool IsOptionalValue(char c) {
     return c == 'i' || c == 'f' || c == 'r';
 }
@@ -785,17 +779,11 @@ void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
     switch (c) {
     case 'I':
     case 'i':
-        csv.AppendValue(LoadValue<int32_t>(where));
-        ++count;
-        break;
     case 'F':
     case 'f':
-        csv.AppendValue(static_cast<double>(LoadValue<float>(where)));
-        ++count;
-        break;
     case 'R':
     case 'r':
-        csv.AppendValue(LoadValue<double>(where));
+        AppendScalar(csv, m_RecMap[item].m_Type, where);
         ++count;
         break;
     case 'V':

@@ -317,6 +317,19 @@ bool OnfModelFile::AppendCoordSys(int id, OnfCoordSystem::CsType type, int refCs
     return created;
 }
 
+namespace {
+// A buffered system with what both ways of defining one give.
+OnfModelCs::BufferedCs NewBufferedCs(int id, OnfCoordSystem::CsType type, const std::string& name,
+                                     OnfCoordSystem::CsDefType defType) {
+    OnfModelCs::BufferedCs cs;
+    cs.id = id;
+    cs.type = type;
+    cs.name = name;
+    cs.def_type = defType;
+    return cs;
+}
+} // namespace
+
 bool OnfModelFile::BufferCoordSys(int id, OnfCoordSystem::CsType type, const std::string& name,
                                   OnfCoordSystem::CsDefType defType, int refCs,
                                   const BrelonMatrix<3, 1, double>& point1,
@@ -325,11 +338,7 @@ bool OnfModelFile::BufferCoordSys(int id, OnfCoordSystem::CsType type, const std
     if (!m_ReadFEMData) {
         return true;
     }
-    OnfModelCs::BufferedCs cs;
-    cs.id = id;
-    cs.type = type;
-    cs.name = name;
-    cs.def_type = defType;
+    OnfModelCs::BufferedCs cs = NewBufferedCs(id, type, name, defType);
     cs.ref_cs = refCs;
     cs.point1 = point1;
     cs.point2 = point2;
@@ -343,11 +352,7 @@ bool OnfModelFile::BufferCoordSys(int id, OnfCoordSystem::CsType type, const std
     if (!m_ReadFEMData) {
         return true;
     }
-    OnfModelCs::BufferedCs cs;
-    cs.id = id;
-    cs.type = type;
-    cs.name = name;
-    cs.def_type = defType;
+    OnfModelCs::BufferedCs cs = NewBufferedCs(id, type, name, defType);
     cs.node1 = node1;
     cs.node2 = node2;
     cs.node3 = node3;

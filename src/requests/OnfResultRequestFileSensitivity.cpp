@@ -165,35 +165,32 @@ void OnfResultRequestFile::GetSensitivityRequests(
     }
 }
 
-// A flag other than 0 counts here, though decoding takes a set only at a flag of 1.
-bool OnfResultRequestFile::IsNdGrpRequested(std::set<std::string>& names) const {
-    const OnfBlock& block = GetBlock(kSensitivityBlock);
+namespace {
+// The names in item `setItem` of every record of block 440 whose flag `flagItem` is not 0; true if
+// there was any. A flag other than 0 counts here, though decoding takes a set only at a flag of 1.
+bool CollectRequestedSets(const OnfBlock& block, OnfBlock::Item flagItem, OnfBlock::Item setItem,
+                          std::set<std::string>& names) {
     CheckLayout(block, kSensitivityBlock, kSensitivityItems);
     bool any = false;
     std::string name;
     for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
-        if (block.GetInt(*it, SR_HAS_NODE_SET) != 0) {
-            block.GetString(*it, SR_NODE_SET, name);
+        if (block.GetInt(*it, flagItem) != 0) {
+            block.GetString(*it, setItem, name);
             names.insert(name);
             any = true;
         }
     }
     return any;
 }
+} // namespace
+
+bool OnfResultRequestFile::IsNdGrpRequested(std::set<std::string>& names) const {
+    return CollectRequestedSets(GetBlock(kSensitivityBlock), SR_HAS_NODE_SET, SR_NODE_SET, names);
+}
 
 bool OnfResultRequestFile::IsElGrpRequested(std::set<std::string>& names) const {
-    const OnfBlock& block = GetBlock(kSensitivityBlock);
-    CheckLayout(block, kSensitivityBlock, kSensitivityItems);
-    bool any = false;
-    std::string name;
-    for (QSV_DataBlock::IndexIterator it = block.Begin(); it.IsValid(); ++it) {
-        if (block.GetInt(*it, SR_HAS_ELEMENT_SET) != 0) {
-            block.GetString(*it, SR_ELEMENT_SET, name);
-            names.insert(name);
-            any = true;
-        }
-    }
-    return any;
+    return CollectRequestedSets(GetBlock(kSensitivityBlock), SR_HAS_ELEMENT_SET, SR_ELEMENT_SET,
+                                names);
 }
 
 namespace {

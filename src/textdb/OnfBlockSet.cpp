@@ -34,24 +34,25 @@ OnfHelpers* OnfBlockSet::GetHelpers() {
     return GetBlockHelpers();
 }
 
-OnfObject OnfBlockSet::GetOnfObject(QSV_OnfId block, int id) {
-    OnfBlock& onfBlock = GetBlock(block);
+namespace {
+// The index of the record with id `id` of `onfBlock`, block number `block`; fails with
+// "The item with id %d was not located in block %d." and `failureId` if it holds none.
+size_t LocatedIndex(const OnfBlock& onfBlock, QSV_OnfId block, int id, const char* failureId) {
     const long long index = onfBlock.GetRecordIdx(id);
     if (index < 0) {
-        onf_detail::ThrowFailure("155856310811", kTag,
-                                 "The item with id %d was not located in block %d.", id,
-                                 static_cast<int>(block));
+        onf_detail::ThrowFailure(failureId, kTag, "The item with id %d was not located in block %d.",
+                                 id, static_cast<int>(block));
     }
-    return OnfObject{&onfBlock, static_cast<size_t>(index)};
+    return static_cast<size_t>(index);
+}
+} // namespace
+
+OnfObject OnfBlockSet::GetOnfObject(QSV_OnfId block, int id) {
+    OnfBlock& onfBlock = GetBlock(block);
+    return OnfObject{&onfBlock, LocatedIndex(onfBlock, block, id, "155856310811")};
 }
 
 OnfConstObject OnfBlockSet::GetConstObject(QSV_OnfId block, int id) const {
     const OnfBlock& onfBlock = GetBlock(block);
-    const long long index = onfBlock.GetRecordIdx(id);
-    if (index < 0) {
-        onf_detail::ThrowFailure("155455310811", kTag,
-                                 "The item with id %d was not located in block %d.", id,
-                                 static_cast<int>(block));
-    }
-    return OnfConstObject{&onfBlock, static_cast<size_t>(index)};
+    return OnfConstObject{&onfBlock, LocatedIndex(onfBlock, block, id, "155455310811")};
 }

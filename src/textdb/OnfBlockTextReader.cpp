@@ -265,6 +265,12 @@ struct OnfBlockTextReader::BlockDecoding {
 
 namespace {
 
+// The failures of a descriptor or format section that its loader could not read.
+const char* const kBadDescriptor =
+    "Error parsing descriptor data from ONF file %s at line %Iu.\nError message: %s.";
+const char* const kBadFormat =
+    "Error parsing format data from ONF file %s at line %Iu.\nError message: %s.";
+
 // The failures that several steps raise, each text written once.
 [[noreturn]] void FailUnexpectedEnd(const std::string& file, size_t line) {
     onf_detail::ThrowFailure(nullptr, TAG, "ONF file %s ends unexpectedly around line %Iu",
@@ -314,30 +320,29 @@ void OnfBlockTextReader::DecodeStartMarker(BlockDecoding& block) const {
 // the file cuts off leaves the line behind the last one, and that is the line its failure names,
 // as the end-of-file failures behind each section do.
 void OnfBlockTextReader::DecodeSections(BlockDecoding& block) {
-    const size_t count = m_Lines.GetNumLines();
     std::string error;
     if (IsOnfMarkerLine(m_Lines.GetLine(block.line), ONF_DESCRIPTOR_MARKER)) {
-        if (!LoadDescriptor(m_Lines, block.line, block.info.descriptor, error)) {
-            onf_detail::ThrowFailure(
-                nullptr, TAG,
-                "Error parsing descriptor data from ONF file %s at line %Iu.\nError message: %s.",
-                block.file.c_str(), block.line + 1, error.c_str());
-        }
+        EndSection(block, LoadDescriptor(m_Lines, block.line, block.info.descriptor, error),
+                   kBadDescriptor, error);
         block.descriptorRead = true;
-        if (++block.line >= count) {
-            FailUnexpectedEnd(block.file, block.line);
-        }
     }
     if (IsOnfMarkerLine(m_Lines.GetLine(block.line), ONF_FORMAT_MARKER)) {
-        if (!LoadFormat(m_Lines, block.line, block.info.format, error)) {
-            onf_detail::ThrowFailure(
-                nullptr, TAG,
-                "Error parsing format data from ONF file %s at line %Iu.\nError message: %s.",
-                block.file.c_str(), block.line + 1, error.c_str());
-        }
-        if (++block.line >= count) {
-            FailUnexpectedEnd(block.file, block.line);
-        }
+        EndSection(block, LoadFormat(m_Lines, block.line, block.info.format, error), kBadFormat,
+                   error);
+    }
+}
+
+// Behind a section that its loader read (`loaded`) or failed on with `error`: the failure in the
+// words of `failure`, or the step to the line behind the section's closing marker, which the
+// block's id line must be.
+void OnfBlockTextReader::EndSection(BlockDecoding& block, bool loaded, const char* failure,
+                                    const std::string& error) const {
+    if (!loaded) {
+        onf_detail::ThrowFailure(nullptr, TAG, failure, block.file.c_str(), block.line + 1,
+                                 error.c_str());
+    }
+    if (++block.line >= m_Lines.GetNumLines()) {
+        FailUnexpectedEnd(block.file, block.line);
     }
 }
 
@@ -427,25 +432,38 @@ void OnfBlockTextReader::WarnUnknownBlock(const std::wstring& file, int32_t bloc
             BrelonStringUtil::wide_to_utf8(file.c_str()).c_str(), blockId);
 }
 
+OnfBlockTextReader::SectionLine
+OnfBlockTextReader::NextSectionLine(const TextLinesParser& lines, size_t& line, const char* marker,
+                                    const char* endOfFile, TextLineSplitter& splitter,
+                                    std::string& error) {
+    ++line;
+    SkipEmptyAndCommentLines(lines, line);
+    if (line >= lines.GetNumLines()) {
+        error = endOfFile;
+        return SECTION_FAILED;
+    }
+    const char* text = lines.GetLine(line);
+    if (IsOnfMarkerLine(text, marker)) {
+        return SECTION_END;
+    }
+    splitter.SplitLine(text, TextLineSplitter::SPLIT_KEEP_QUOTED, '=', '"');
+    if (splitter.GetNumTokens() != 2) {
+        error = "Syntax error while decoding a <Key> = <Value> pair";
+        return SECTION_FAILED;
+    }
+    return SECTION_PAIR;
+}
+
 bool OnfBlockTextReader::LoadDescriptor(const TextLinesParser& lines, size_t& line,
                                         QSV_DataDescriptor& descriptor, std::string& error) {
     error.clear();
     TextLineSplitter splitter(SECTION_SPLITTER_CAPACITY);
     for (;;) {
-        ++line;
-        SkipEmptyAndCommentLines(lines, line);
-        if (line >= lines.GetNumLines()) {
-            error = "Unexpected end of file within a descriptor definition";
-            return false;
-        }
-        const char* text = lines.GetLine(line);
-        if (IsOnfMarkerLine(text, ONF_DESCRIPTOR_MARKER)) {
-            return true;
-        }
-        splitter.SplitLine(text, TextLineSplitter::SPLIT_KEEP_QUOTED, '=', '"');
-        if (splitter.GetNumTokens() != 2) {
-            error = "Syntax error while decoding a <Key> = <Value> pair";
-            return false;
+        const SectionLine next = NextSectionLine(
+            lines, line, ONF_DESCRIPTOR_MARKER,
+            "Unexpected end of file within a descriptor definition", splitter, error);
+        if (next != SECTION_PAIR) {
+            return next == SECTION_END;
         }
         const char* key = splitter.GetToken(0);
         const char* value = splitter.GetToken(1);
@@ -474,20 +492,14 @@ bool OnfBlockTextReader::LoadFormat(const TextLinesParser& lines, size_t& line, 
     format.clear();
     TextLineSplitter splitter(SECTION_SPLITTER_CAPACITY);
     for (;;) {
-        ++line;
-        SkipEmptyAndCommentLines(lines, line);
-        if (line >= lines.GetNumLines()) {
-            error = "Unexpected end of file within a format definition";
+        const SectionLine next =
+            NextSectionLine(lines, line, ONF_FORMAT_MARKER,
+                            "Unexpected end of file within a format definition", splitter, error);
+        if (next == SECTION_FAILED) {
             return false;
         }
-        const char* text = lines.GetLine(line);
-        if (IsOnfMarkerLine(text, ONF_FORMAT_MARKER)) {
+        if (next == SECTION_END) {
             break;
-        }
-        splitter.SplitLine(text, TextLineSplitter::SPLIT_KEEP_QUOTED, '=', '"');
-        if (splitter.GetNumTokens() != 2) {
-            error = "Syntax error while decoding a <Key> = <Value> pair";
-            return false;
         }
         const char* key = splitter.GetToken(0);
         const bool unknownKey = !EqualsIgnoringCase(key, "FORMAT");
