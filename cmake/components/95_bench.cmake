@@ -18,6 +18,10 @@ target_include_directories(onf_bench_model PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/be
 add_executable(onf_generate_model bench/generate_model.cpp)
 target_link_libraries(onf_generate_model PRIVATE onf_bench_model)
 
+# The bare parser as a program, timed from outside next to `onf` (bench/README.md).
+add_executable(onf_bare_parse bench/bare_parse.cpp)
+target_link_libraries(onf_bare_parse PRIVATE onf_bench_model)
+
 # Engine benchmarks join by adding their source here.
 add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp bench/engine.cpp)
 target_link_libraries(onf_benchmarks PRIVATE onf_bench_model benchmark::benchmark)
