@@ -9,21 +9,174 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 // ---------------------------------------------------------------------------------------------
+// Large buffers
+
+namespace onf_detail {
+
+// Memory for the large arrays of a load: a file's text and line table, record arrays, packed
+// lists. A buffer below MAPPED_BYTES comes from the heap like any other. From there on it is
+// mapped straight from the system, in whole huge pages (2 MiB) where the platform gives them on
+// request: a first touch of fresh memory then costs one fault for 2 MiB instead of one for each
+// 4 KiB page, which on a model of millions of records is most of the kernel's time. Where huge
+// pages are not to be had, the same mapping holds ordinary pages. Freed mapped memory goes back
+// to the system at once, not to the heap.
+//
+// New bytes read as zero. Growing keeps the content; a mapped buffer grows by moving its pages
+// into a larger mapping, without copying them. Move-only. Allocation failures throw
+// std::bad_alloc, and the buffer is then as it was.
+class LargeBuffer {
+public:
+    // Buffers of at least this many bytes are mapped.
+    static constexpr size_t MAPPED_BYTES = size_t(2) << 20;
+    // The huge page that mapped buffers are aligned to and rounded up to.
+    static constexpr size_t HUGE_PAGE_BYTES = size_t(2) << 20;
+
+    LargeBuffer() noexcept = default;
+    // `capacity` zeroed bytes.
+    explicit LargeBuffer(size_t capacity) { Grow(capacity); }
+    LargeBuffer(LargeBuffer&& other) noexcept { Swap(other); }
+    LargeBuffer& operator=(LargeBuffer&& other) noexcept {
+        LargeBuffer gone(std::move(other));
+        Swap(gone);
+        return *this;
+    }
+    LargeBuffer(const LargeBuffer&) = delete;
+    LargeBuffer& operator=(const LargeBuffer&) = delete;
+    ~LargeBuffer() { Free(); }
+
+    unsigned char* Data() const { return m_Data; }
+    size_t Capacity() const { return m_Capacity; }
+    bool IsMapped() const { return m_Mapped; }
+    // Mapped with huge pages asked for (whether the system gave them is its own affair).
+    bool AsksHugePages() const { return m_Huge; }
+
+    // At least `capacity` bytes; the bytes held so far stay, the new ones are zero. A smaller
+    // capacity changes nothing.
+    void Grow(size_t capacity);
+    // Gives the memory of the whole pages inside [from, to) back to the system; those bytes
+    // read as zero afterwards. Bytes of pages that the range only partly covers stay as they
+    // are, and a buffer that is not mapped keeps all its memory.
+    void Discard(size_t from, size_t to);
+    // Gives all memory back; the buffer is empty.
+    void Free() noexcept;
+    void Swap(LargeBuffer& other) noexcept {
+        std::swap(m_Data, other.m_Data);
+        std::swap(m_Capacity, other.m_Capacity);
+        std::swap(m_Mapped, other.m_Mapped);
+        std::swap(m_Huge, other.m_Huge);
+    }
+
+    // Whether mapped buffers ask for huge pages (true unless turned off). Tests turn it off to
+    // take the path of platforms without them; buffers made before keep what they have.
+    static void SetHugePages(bool enabled);
+    static bool GetHugePages();
+    // Whether buffers of at least MAPPED_BYTES are mapped (true unless turned off). Tests turn
+    // it off to take the heap's path for every size.
+    static void SetMapping(bool enabled);
+
+private:
+    unsigned char* m_Data = nullptr;
+    size_t m_Capacity = 0; // bytes owned; for a mapped buffer, the mapping's length
+    bool m_Mapped = false;
+    bool m_Huge = false; // mapped with huge pages asked for
+};
+
+// A growing array of trivially copyable values in a LargeBuffer: contiguous, zeroed beyond its
+// size, growing geometrically. Pointers into it stay valid until it grows. Move-only.
+template <typename T>
+class LargeArray {
+    static_assert(std::is_trivially_copyable<T>::value, "values are moved as bytes");
+
+public:
+    LargeArray() noexcept = default;
+    LargeArray(LargeArray&& other) noexcept
+        : m_Buffer(std::move(other.m_Buffer)), m_Size(other.m_Size) {
+        other.m_Size = 0;
+    }
+    LargeArray& operator=(LargeArray&& other) noexcept {
+        m_Buffer = std::move(other.m_Buffer);
+        m_Size = other.m_Size;
+        other.m_Size = 0;
+        return *this;
+    }
+
+    T* Data() { return reinterpret_cast<T*>(m_Buffer.Data()); }
+    const T* Data() const { return reinterpret_cast<const T*>(m_Buffer.Data()); }
+    size_t Size() const { return m_Size; }
+    bool IsEmpty() const { return m_Size == 0; }
+    size_t Capacity() const { return m_Buffer.Capacity() / sizeof(T); }
+    T& operator[](size_t i) { return Data()[i]; }
+    const T& operator[](size_t i) const { return Data()[i]; }
+
+    // Room for `count` values without growing.
+    void Reserve(size_t count) {
+        if (count > Capacity()) {
+            if (count > std::numeric_limits<size_t>::max() / sizeof(T)) {
+                throw std::bad_alloc();
+            }
+            m_Buffer.Grow(count * sizeof(T));
+        }
+    }
+    // `count` values; new ones are zero (the buffer's bytes behind the size always are).
+    void Resize(size_t count) {
+        if (count > Capacity()) {
+            Reserve(std::max(count, 2 * Capacity()));
+        }
+        if (count < m_Size) {
+            std::memset(static_cast<void*>(Data() + count), 0, (m_Size - count) * sizeof(T));
+        }
+        m_Size = count;
+    }
+    void PushBack(const T& value) {
+        if (m_Size == Capacity()) {
+            Reserve(std::max<size_t>(16, 2 * Capacity()));
+        }
+        Data()[m_Size++] = value;
+    }
+    void Append(const T* values, size_t count) {
+        if (count > Capacity() - m_Size) {
+            Reserve(std::max(m_Size + count, 2 * Capacity()));
+        }
+        if (count > 0) {
+            std::memcpy(static_cast<void*>(Data() + m_Size), values, count * sizeof(T));
+        }
+        m_Size += count;
+    }
+    // Empties the array and gives its memory back.
+    void Free() noexcept {
+        m_Buffer.Free();
+        m_Size = 0;
+    }
+    // The underlying buffer, for Discard.
+    LargeBuffer& GetBuffer() { return m_Buffer; }
+
+private:
+    LargeBuffer m_Buffer;
+    size_t m_Size = 0;
+};
+
+} // namespace onf_detail
+
+// ---------------------------------------------------------------------------------------------
 // BrelonMemRecArray
 
-// A growing array of fixed-size records kept in chunks. A record never moves once made, and the
-// bytes of a new record read as zero. Chunks come from calloc, so the pages of a large block are
-// not touched before the caller writes them. Copying copies the records' bytes.
+// A growing array of fixed-size records. A record never moves once made, and the bytes of a new
+// record read as zero. The records made at construction lie in one large buffer (in huge pages
+// when it is large), so that a block of millions of records costs one allocation and the record
+// of an index is found without a division; records appended later go into chunks. Pages are not
+// touched before the caller writes a record. Copying copies the records' bytes.
 class BrelonMemRecArray {
 public:
-    // Makes `numRecords` zeroed records at once. `recordsPerChunk` of 0 (or any small value)
-    // takes a minimum of MIN_CHUNK_BYTES worth of records. Throws std::bad_alloc.
+    // Makes `numRecords` zeroed records at once. `recordsPerChunk` is the size of the chunks
+    // of records appended later; 0 (or any small value) takes a minimum of MIN_CHUNK_BYTES
+    // worth of records. Throws std::bad_alloc.
     BrelonMemRecArray(size_t recordSize, size_t numRecords, size_t recordsPerChunk);
     BrelonMemRecArray(const BrelonMemRecArray& other);
     BrelonMemRecArray(BrelonMemRecArray&& other) noexcept;
@@ -36,31 +189,37 @@ public:
     // Appends a zeroed record and returns its bytes; earlier records stay where they are.
     void* AddNewRecord();
     // The bytes of record `index` (< NumRecords(), unchecked); valid until Clear or destruction.
-    void* RecordData(size_t index) { return m_Chunks[index / m_PerChunk] + Offset(index); }
+    void* RecordData(size_t index) {
+        return const_cast<void*>(static_cast<const BrelonMemRecArray*>(this)->RecordData(index));
+    }
     const void* RecordData(size_t index) const {
-        return m_Chunks[index / m_PerChunk] + Offset(index);
+        if (index < m_NumFirst) {
+            return m_First.Data() + index * m_RecordSize;
+        }
+        index -= m_NumFirst;
+        return m_Chunks[index / m_PerChunk].Data() + (index % m_PerChunk) * m_RecordSize;
     }
     // Records per chunk for chunks made from now on (the minimum applies). Chunks that exist keep
     // their size: when records exist, the array keeps their chunking and the call only takes
     // effect after the next Clear.
     void SetNumRecPerChunk(size_t recordsPerChunk);
-    // Removes all records and frees every chunk.
+    // Removes all records and frees their memory.
     void Clear();
 
     // A chunk holds at least this many bytes' worth of records (and at least one record).
     static constexpr size_t MIN_CHUNK_BYTES = 4096;
 
 private:
-    size_t Offset(size_t index) const { return (index % m_PerChunk) * m_RecordSize; }
     size_t ChunkRecords(size_t requested) const;
     void AddChunk();
-    void FreeChunks();
 
     size_t m_RecordSize;
     size_t m_NumRecords = 0;
     size_t m_PerChunk;          // records per chunk of the existing chunks
     size_t m_RequestedPerChunk; // what SetNumRecPerChunk asked for
-    std::vector<unsigned char*> m_Chunks;
+    onf_detail::LargeBuffer m_First; // the records made at construction
+    size_t m_NumFirst = 0;
+    std::vector<onf_detail::LargeBuffer> m_Chunks; // the records appended later
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -2,6 +2,8 @@
 // from, the reusable line tokeniser, the integer text test and the file name conversions.
 #pragma once
 
+#include "BrelonContainers.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -54,38 +56,24 @@ public:
     // Drops all lines and the text.
     void Clear();
 
+    // Gives the memory of lines [first, first + count) back to the system, as far as it fills
+    // whole pages: the lines of those pages read as empty afterwards. For a caller that is done
+    // with part of a large text; the line table stays as it was.
+    void DiscardLines(size_t first, size_t count);
+
     // The line at 0-based `index`; index must be below GetNumLines().
     const char* GetLine(size_t index) const { return m_Lines[index]; }
-    size_t GetNumLines() const { return m_Lines.size(); }
+    size_t GetNumLines() const { return m_Lines.Size(); }
     // The array of GetNumLines() line pointers, valid until the next load, Clear or destruction.
-    const char* const* GetLines() const { return m_Lines.data(); }
+    const char* const* GetLines() const { return m_Lines.Data(); }
 
 private:
-    // Leaves new bytes uninitialised: the file's bytes overwrite them at once, and filling a
-    // large text with zeros first would touch every page twice.
-    template <typename T>
-    struct UninitialisedAllocator : std::allocator<T> {
-        template <typename U>
-        struct rebind {
-            using other = UninitialisedAllocator<U>;
-        };
-        UninitialisedAllocator() = default;
-        template <typename U>
-        UninitialisedAllocator(const UninitialisedAllocator<U>&) noexcept {}
-        template <typename U>
-        void construct(U* where) noexcept {
-            ::new (static_cast<void*>(where)) U;
-        }
-        template <typename U, typename... Args>
-        void construct(U* where, Args&&... args) {
-            ::new (static_cast<void*>(where)) U(std::forward<Args>(args)...);
-        }
-    };
-
     void CutIntoLines(size_t size);
 
-    std::vector<char, UninitialisedAllocator<char>> m_Text; // the file's bytes plus one NUL
-    std::vector<const char*> m_Lines;
+    // The file's bytes plus one NUL, and the line table: both as large as the file, so they are
+    // large buffers (huge pages where the system has them).
+    onf_detail::LargeArray<char> m_Text;
+    onf_detail::LargeArray<const char*> m_Lines;
 };
 
 // A reusable tokeniser. SplitLine copies the line into its own buffer and cuts it there, so a

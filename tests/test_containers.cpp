@@ -65,6 +65,108 @@ TEST(MemRecArray, CopyClearAndChunkChange) {
 }
 
 // ---------------------------------------------------------------------------------------------
+// Large buffers: the heap's path, mapped ordinary pages and mapped huge pages must behave alike.
+
+using onf_detail::LargeArray;
+using onf_detail::LargeBuffer;
+
+// Runs `body` once for each way of getting memory, and restores the defaults after.
+template <typename Body>
+void ForEachMemoryPath(Body body) {
+    const struct {
+        const char* name;
+        bool mapping, huge;
+    } paths[] = {{"heap", false, false}, {"pages", true, false}, {"huge pages", true, true}};
+    for (const auto& path : paths) {
+        LargeBuffer::SetMapping(path.mapping);
+        LargeBuffer::SetHugePages(path.huge);
+        SCOPED_TRACE(path.name);
+        body(path.mapping, path.huge);
+    }
+    LargeBuffer::SetMapping(true);
+    LargeBuffer::SetHugePages(true);
+}
+
+TEST(LargeBuffer, GrowsKeepingContentWithZeroBehindIt) {
+    ForEachMemoryPath([](bool mapping, bool huge) {
+        LargeBuffer buffer(100); // starts on the heap whatever the path
+        EXPECT_FALSE(buffer.IsMapped());
+        ASSERT_TRUE(AllZero(buffer.Data(), 100));
+        std::memset(buffer.Data(), 7, 100);
+        // Heap to its final place, then (when mapped) a mapping to a larger one.
+        for (const size_t size : {LargeBuffer::MAPPED_BYTES + 1, 3 * LargeBuffer::MAPPED_BYTES}) {
+            const size_t before = buffer.Capacity();
+            buffer.Data()[before - 1] = 9;
+            buffer.Grow(size);
+            ASSERT_GE(buffer.Capacity(), size);
+            EXPECT_EQ(buffer.IsMapped(), mapping);
+            EXPECT_EQ(buffer.AsksHugePages(), huge);
+            EXPECT_EQ(buffer.Data()[0], 7);
+            EXPECT_EQ(buffer.Data()[50], 7);
+            EXPECT_EQ(buffer.Data()[before - 1], 9);
+            EXPECT_TRUE(AllZero(buffer.Data() + before, buffer.Capacity() - before));
+            if (huge) {
+                EXPECT_EQ(reinterpret_cast<uintptr_t>(buffer.Data()) % LargeBuffer::HUGE_PAGE_BYTES,
+                          0u);
+            }
+        }
+        const size_t capacity = buffer.Capacity();
+        buffer.Grow(10); // smaller: nothing changes
+        EXPECT_EQ(buffer.Capacity(), capacity);
+        LargeBuffer moved(std::move(buffer));
+        EXPECT_EQ(buffer.Data(), nullptr);
+        EXPECT_EQ(moved.Data()[0], 7);
+        moved.Free();
+        EXPECT_EQ(moved.Capacity(), 0u);
+    });
+}
+
+TEST(LargeBuffer, DiscardZeroesWholePagesInsideTheRangeOnly) {
+    ForEachMemoryPath([](bool mapping, bool huge) {
+        const size_t granule = huge ? LargeBuffer::HUGE_PAGE_BYTES : size_t(4096);
+        LargeBuffer buffer(5 * LargeBuffer::HUGE_PAGE_BYTES);
+        std::memset(buffer.Data(), 1, buffer.Capacity());
+        // From just behind the first granule's start to just before the fourth's end.
+        buffer.Discard(1, 4 * granule - 1);
+        EXPECT_EQ(buffer.Data()[0], 1);
+        EXPECT_EQ(buffer.Data()[granule - 1], 1); // partly covered: kept
+        EXPECT_EQ(buffer.Data()[granule], mapping ? 0 : 1);
+        EXPECT_EQ(buffer.Data()[3 * granule - 1], mapping ? 0 : 1);
+        EXPECT_EQ(buffer.Data()[3 * granule], 1);
+        EXPECT_EQ(buffer.Data()[4 * granule], 1);
+        buffer.Discard(5, 4);                     // empty: nothing
+        buffer.Discard(0, 100 * buffer.Capacity()); // cut at the end
+        EXPECT_EQ(buffer.Data()[buffer.Capacity() - 1], mapping ? 0 : 1);
+        buffer.Data()[0] = 3; // a discarded page takes writes again
+        EXPECT_EQ(buffer.Data()[0], 3);
+    });
+}
+
+TEST(LargeBuffer, ArrayGrowsAcrossPathsAndStaysZeroBehindItsSize) {
+    ForEachMemoryPath([](bool, bool) {
+        LargeArray<int> values;
+        const size_t count = LargeBuffer::MAPPED_BYTES / sizeof(int) * 3 + 5;
+        for (size_t i = 0; i < count; ++i) {
+            values.PushBack(static_cast<int>(i));
+        }
+        const int more[] = {-1, -2};
+        values.Append(more, 2);
+        ASSERT_EQ(values.Size(), count + 2);
+        for (size_t i = 0; i < count; i += 4099) {
+            ASSERT_EQ(values[i], static_cast<int>(i));
+        }
+        EXPECT_EQ(values[count + 1], -2);
+        values.Resize(3);
+        values.Resize(10);
+        EXPECT_EQ(values[2], 2);
+        EXPECT_EQ(values[3], 0); // shrinking zeroed what it dropped
+        LargeArray<int> moved(std::move(values));
+        EXPECT_EQ(values.Size(), 0u);
+        EXPECT_EQ(moved.Size(), 10u);
+    });
+}
+
+// ---------------------------------------------------------------------------------------------
 // BrelonStringsPool
 
 TEST(StringsPool, InternsWithOneBasedHandles) {

@@ -4,5 +4,6 @@ target_sources(BrelonOnfEngine PRIVATE
     services/containers/BrelonMemRecArray.cpp
     services/containers/BrelonStringsPool.cpp
     services/containers/BrelonContainers.cpp
+    services/containers/LargeBuffer.cpp
     services/containers/QSV_IdMap.cpp)
 onf_add_test(test_containers tests/test_containers.cpp)

@@ -1,6 +1,5 @@
 #include "BrelonContainers.h"
 
-#include <cstdlib>
 #include <new>
 
 BrelonMemRecArray::BrelonMemRecArray(size_t recordSize, size_t numRecords,
@@ -8,38 +7,41 @@ BrelonMemRecArray::BrelonMemRecArray(size_t recordSize, size_t numRecords,
     : m_RecordSize(recordSize == 0 ? 1 : recordSize), // a zero size still gives distinct slots
       m_PerChunk(0), m_RequestedPerChunk(recordsPerChunk) {
     m_PerChunk = ChunkRecords(recordsPerChunk);
-    m_Chunks.reserve(numRecords / m_PerChunk + 1);
-    while (m_Chunks.size() * m_PerChunk < numRecords) {
-        AddChunk();
+    if (numRecords > std::numeric_limits<size_t>::max() / m_RecordSize) {
+        throw std::bad_alloc();
     }
+    m_First.Grow(numRecords * m_RecordSize);
+    m_NumFirst = numRecords;
     m_NumRecords = numRecords;
 }
 
 BrelonMemRecArray::BrelonMemRecArray(const BrelonMemRecArray& other)
     : m_RecordSize(other.m_RecordSize), m_PerChunk(other.m_PerChunk),
       m_RequestedPerChunk(other.m_RequestedPerChunk) {
-    // Only the chunks that hold records are copied, and only their used bytes.
-    try {
-        size_t left = other.m_NumRecords;
-        for (size_t chunk = 0; left > 0; ++chunk) {
-            AddChunk();
-            const size_t records = std::min(left, m_PerChunk);
-            std::memcpy(m_Chunks[chunk], other.m_Chunks[chunk], records * m_RecordSize);
-            left -= records;
-        }
-    } catch (...) {
-        FreeChunks();
-        throw;
+    // The copy holds all records in its first buffer; only their bytes are copied.
+    m_First.Grow(other.m_NumRecords * m_RecordSize);
+    size_t done = std::min(other.m_NumFirst, other.m_NumRecords);
+    if (done > 0) {
+        std::memcpy(m_First.Data(), other.m_First.Data(), done * m_RecordSize);
     }
+    for (size_t chunk = 0; done < other.m_NumRecords; ++chunk) {
+        const size_t records = std::min(other.m_NumRecords - done, m_PerChunk);
+        std::memcpy(m_First.Data() + done * m_RecordSize, other.m_Chunks[chunk].Data(),
+                    records * m_RecordSize);
+        done += records;
+    }
+    m_NumFirst = other.m_NumRecords;
     m_NumRecords = other.m_NumRecords;
 }
 
 BrelonMemRecArray::BrelonMemRecArray(BrelonMemRecArray&& other) noexcept
     : m_RecordSize(other.m_RecordSize), m_NumRecords(other.m_NumRecords),
       m_PerChunk(other.m_PerChunk), m_RequestedPerChunk(other.m_RequestedPerChunk),
+      m_First(std::move(other.m_First)), m_NumFirst(other.m_NumFirst),
       m_Chunks(std::move(other.m_Chunks)) {
     other.m_Chunks.clear();
     other.m_NumRecords = 0;
+    other.m_NumFirst = 0;
 }
 
 BrelonMemRecArray& BrelonMemRecArray::operator=(const BrelonMemRecArray& other) {
@@ -55,13 +57,13 @@ BrelonMemRecArray& BrelonMemRecArray::operator=(BrelonMemRecArray&& other) noexc
     std::swap(m_NumRecords, other.m_NumRecords);
     std::swap(m_PerChunk, other.m_PerChunk);
     std::swap(m_RequestedPerChunk, other.m_RequestedPerChunk);
+    m_First.Swap(other.m_First);
+    std::swap(m_NumFirst, other.m_NumFirst);
     m_Chunks.swap(other.m_Chunks);
     return *this;
 }
 
-BrelonMemRecArray::~BrelonMemRecArray() {
-    FreeChunks();
-}
+BrelonMemRecArray::~BrelonMemRecArray() = default;
 
 size_t BrelonMemRecArray::ChunkRecords(size_t requested) const {
     const size_t minimum = std::max<size_t>(1, MIN_CHUNK_BYTES / m_RecordSize);
@@ -69,28 +71,15 @@ size_t BrelonMemRecArray::ChunkRecords(size_t requested) const {
 }
 
 void BrelonMemRecArray::AddChunk() {
-    // calloc: the zero pages of the system stay untouched until the caller writes a record.
-    void* chunk = std::calloc(m_PerChunk, m_RecordSize);
-    if (chunk == nullptr) {
+    if (m_PerChunk > std::numeric_limits<size_t>::max() / m_RecordSize) {
         throw std::bad_alloc();
     }
-    try {
-        m_Chunks.push_back(static_cast<unsigned char*>(chunk));
-    } catch (...) {
-        std::free(chunk);
-        throw;
-    }
-}
-
-void BrelonMemRecArray::FreeChunks() {
-    for (unsigned char* chunk : m_Chunks) {
-        std::free(chunk);
-    }
-    m_Chunks.clear();
+    onf_detail::LargeBuffer chunk(m_PerChunk * m_RecordSize);
+    m_Chunks.push_back(std::move(chunk));
 }
 
 void* BrelonMemRecArray::AddNewRecord() {
-    if (m_NumRecords == m_Chunks.size() * m_PerChunk) {
+    if (m_NumRecords == m_NumFirst + m_Chunks.size() * m_PerChunk) {
         AddChunk();
     }
     return RecordData(m_NumRecords++);
@@ -104,7 +93,9 @@ void BrelonMemRecArray::SetNumRecPerChunk(size_t recordsPerChunk) {
 }
 
 void BrelonMemRecArray::Clear() {
-    FreeChunks();
+    m_First.Free();
+    m_Chunks.clear();
+    m_NumFirst = 0;
     m_NumRecords = 0;
     m_PerChunk = ChunkRecords(m_RequestedPerChunk);
 }

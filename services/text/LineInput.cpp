@@ -59,14 +59,13 @@ private:
 // Reads everything from `fd` into `text`, with one spare byte behind it for the NUL. A regular
 // file of `expected` bytes is read straight into a buffer of that size; what comes beyond it
 // (a file that grew, a pipe that does not know its size) is read in chunks and appended.
-template <typename Text>
-bool ReadAll(int fd, size_t expected, Text& text, size_t& size) {
+bool ReadAll(int fd, size_t expected, onf_detail::LargeArray<char>& text, size_t& size) {
     size = 0;
-    text.resize(expected + 1);
+    text.Resize(expected + 1);
     char chunk[16384];
     for (;;) {
         const bool direct = size < expected;
-        char* dest = direct ? text.data() + size : chunk;
+        char* dest = direct ? text.Data() + size : chunk;
         size_t room = direct ? expected - size : sizeof(chunk);
         ssize_t got = ::read(fd, dest, room);
         if (got < 0) {
@@ -79,7 +78,8 @@ bool ReadAll(int fd, size_t expected, Text& text, size_t& size) {
             return true;
         }
         if (!direct) {
-            text.insert(text.begin() + static_cast<std::ptrdiff_t>(size), chunk, chunk + got);
+            text.Resize(size + static_cast<size_t>(got) + 1);
+            std::memcpy(text.Data() + size, chunk, static_cast<size_t>(got));
             expected = size + static_cast<size_t>(got);
         }
         size += static_cast<size_t>(got);
@@ -93,18 +93,19 @@ bool ReadAll(int fd, size_t expected, Text& text, size_t& size) {
 
 TextLinesParser::TextLinesParser() = default;
 
-TextLinesParser::TextLinesParser(const TextLinesParser& other) : m_Text(other.m_Text) {
-    m_Lines.reserve(other.m_Lines.size());
-    for (const char* line : other.m_Lines) {
-        m_Lines.push_back(m_Text.data() + (line - other.m_Text.data()));
+TextLinesParser::TextLinesParser(const TextLinesParser& other) {
+    m_Text.Append(other.m_Text.Data(), other.m_Text.Size());
+    m_Lines.Reserve(other.m_Lines.Size());
+    for (size_t i = 0; i < other.m_Lines.Size(); ++i) {
+        m_Lines.PushBack(m_Text.Data() + (other.m_Lines[i] - other.m_Text.Data()));
     }
 }
 
 TextLinesParser& TextLinesParser::operator=(const TextLinesParser& other) {
     if (this != &other) {
         TextLinesParser copy(other);
-        m_Text.swap(copy.m_Text);
-        m_Lines.swap(copy.m_Lines);
+        m_Text = std::move(copy.m_Text);
+        m_Lines = std::move(copy.m_Lines);
     }
     return *this;
 }
@@ -112,8 +113,20 @@ TextLinesParser& TextLinesParser::operator=(const TextLinesParser& other) {
 TextLinesParser::~TextLinesParser() = default;
 
 void TextLinesParser::Clear() {
-    decltype(m_Text)().swap(m_Text);
-    std::vector<const char*>().swap(m_Lines);
+    m_Text.Free();
+    m_Lines.Free();
+}
+
+void TextLinesParser::DiscardLines(size_t first, size_t count) {
+    if (first >= m_Lines.Size() || count == 0) {
+        return;
+    }
+    const size_t end = first + std::min(count, m_Lines.Size() - first);
+    const size_t from = static_cast<size_t>(m_Lines[first] - m_Text.Data());
+    // The last line ends where the next begins, or at the text's closing NUL, which stays.
+    const size_t to = end < m_Lines.Size() ? static_cast<size_t>(m_Lines[end] - m_Text.Data())
+                                           : m_Text.Size() - 1;
+    m_Text.GetBuffer().Discard(from, to);
 }
 
 bool TextLinesParser::LoadTextFromFile(const wchar_t* name, std::string& error) {
@@ -143,9 +156,9 @@ bool TextLinesParser::LoadTextFromFile(const wchar_t* name, std::string& error) 
 
 void TextLinesParser::LoadTextFromBuffer(const char* data, size_t size) {
     Clear();
-    m_Text.resize(size + 1);
+    m_Text.Resize(size + 1);
     if (size > 0) {
-        std::memcpy(m_Text.data(), data, size);
+        std::memcpy(m_Text.Data(), data, size);
     }
     CutIntoLines(size);
 }
@@ -153,14 +166,14 @@ void TextLinesParser::LoadTextFromBuffer(const char* data, size_t size) {
 // Cuts the first `size` bytes of m_Text into lines; m_Text has at least size + 1 bytes. Each
 // line end is overwritten with a NUL; the byte behind the text becomes the last line's NUL.
 void TextLinesParser::CutIntoLines(size_t size) {
-    m_Text.resize(size + 1);
-    char* p = m_Text.data();
+    m_Text.Resize(size + 1);
+    char* p = m_Text.Data();
     char* const end = p + size;
     *end = '\0';
-    m_Lines.clear();
-    // Room for lines of 32 bytes on average, so that a model file's pointer array is not copied
+    m_Lines.Resize(0);
+    // Room for lines of 32 bytes on average, so that a model file's pointer array is not moved
     // while it grows; pages of the reserve that no line needs are never touched.
-    m_Lines.reserve(size / 32 + 1);
+    m_Lines.Reserve(size / 32 + 1);
     // Editors on some platforms put a UTF-8 byte order mark in front of a text; it is no
     // part of the first line.
     if (size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
@@ -170,7 +183,7 @@ void TextLinesParser::CutIntoLines(size_t size) {
     // in front of it, so a file of carriage returns only is cut in one pass.
     char* lf = nullptr;
     while (p < end) {
-        m_Lines.push_back(p);
+        m_Lines.PushBack(p);
         if (lf == nullptr || lf < p) {
             lf = static_cast<char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
             lf = lf ? lf : end;
