@@ -41,7 +41,7 @@ cat >model.onf <<'EOF'
 3, 5, 7
    -1
 EOF
-printf '   -1\n200\n1\n1, 3\nTOP\n3, 5, 7\n   -1\n   -1\n200\n1\n1, 2\nTOP\n5, 7\n   -1\n' >groups.onf
+printf '   -1\n200\n1\n1, 3\nTOP\n3, 5, 7\n   -1\n   -1\n200\n1\n1, 2\nEDGE\n5, 7\n   -1\n' >groups.onf
 printf '   -1\n97\n1\n110, 1, 12, 12\n   -1\n' >init.onf
 printf '   -1\n800\n2\n1, KEEP_SFILM\n2, FORCE_SIM_YES\n   -1\n' >modif.onf
 printf '   -1\n900\n1\n1, 2, 3, 4\n   -1\n' >temp.onf
@@ -94,7 +94,7 @@ statement.onf:5: error: Invalid statement encountered in file: statement.onf, li
 statement.onf:5:   Expected line image: "   -1"
 statement.onf:5:   Line image found:    "bogus"
 statement.onf: failed (1 error, 0 warnings)
-request.onf: error: An unknown/invalid ONF block 4711 was found in the result-request file!
+request.onf:4: error: An unknown/invalid ONF block 4711 was found in the result-request file!
 request.onf: failed (1 error, 0 warnings)
 missing.onf: error: Loading of file "missing.onf" failed.
 missing.onf:   System error message:
@@ -215,6 +215,20 @@ empty.onf: warning: the file holds no blocks
 empty.onf: 1 warning (ONF file)
 EOF
 
+# Groups of one kind that share a name, which the suite's programs find by name: reading a
+# file of two blocks keeps them (a warning of the check), any other renames them (a warning of
+# the engine).
+printf '   -1\n200\n0\n   -1\n   -1\n210\n2\n1, 1\nBODY\n1\n2, 1\nBODY\n2\n   -1\n' >kept.onf
+printf '   -1\n210\n3\n1, 1\nBODY\n1\n2, 1\nBODY\n2\n3, 1\nBODY\n3\n   -1\n' >renamed.onf
+run check kept.onf renamed.onf
+is "groups that share a name" 1 out <<'EOF'
+kept.onf:11: warning: element group 2: the name BODY is that of element group 1 too
+kept.onf: 1 warning (groups file)
+renamed.onf:7: warning: Duplicated group name 'BODY' found. The group name will be replaced by 'BODY_001'
+renamed.onf:10: warning: Duplicated group name 'BODY' found. The group name will be replaced by 'BODY_002'
+renamed.onf: 2 warnings (groups file)
+EOF
+
 # A groups file against the model it belongs to: members that the model does not hold.
 run check --model model.onf groups.onf
 is "groups against a model" 0 out <<<"groups.onf: ok (groups file, 2 blocks)"
@@ -224,7 +238,7 @@ is "members the model lacks" 2 out <<'EOF'
 elements.onf:4: error: element group BODY: element 4 is not in broken.onf
 elements.onf: failed (1 error, 0 warnings)
 groups.onf:4: error: node group TOP: nodes 5 and 7 are not in broken.onf
-groups.onf:11: error: node group TOP: nodes 5 and 7 are not in broken.onf
+groups.onf:11: error: node group EDGE: nodes 5 and 7 are not in broken.onf
 groups.onf: failed (2 errors, 0 warnings)
 EOF
 run check --model init.onf groups.onf
@@ -250,7 +264,7 @@ is "info" 0 out <<'EOF'
 model: 3 nodes, 1 element, 2 coordinate systems, 1 material, 0 properties, 0 layers
 loads: 0 loadcases, 0 nodal force sets, 0 displacement sets, 0 accelerations, 0 loaded node sets, 0 loaded element sets, 0 convection sets
 constraints: 0 single point constraints, 0 rigid elements, 0 contact surfaces, 0 connectors
-== groups.onf: groups file, 2 blocks, 67 bytes
+== groups.onf: groups file, 2 blocks, 68 bytes
   200 ONF_NODE_GROUPS:  2 records, ids 1-2
   200 ONF_NODE_GROUPS:  1 record declared, merged into the first block of its number
 == result.onf: optimisation result file, 2 blocks, 63 bytes
@@ -264,7 +278,7 @@ constraints: 0 single point constraints, 0 rigid elements, 0 contact surfaces, 0
 EOF
 run info --json groups.onf result.onf
 is "info --json" 0 out <<'EOF'
-{"file": "groups.onf", "kind": "groups file", "size": 67, "blocks": [{"number": 200, "name": "ONF_NODE_GROUPS", "descriptor": {}, "records": 2, "ids": [1, 2], "state": "loaded"}, {"number": 200, "name": "ONF_NODE_GROUPS", "descriptor": {}, "records": 1, "ids": null, "state": "merged"}]}
+{"file": "groups.onf", "kind": "groups file", "size": 68, "blocks": [{"number": 200, "name": "ONF_NODE_GROUPS", "descriptor": {}, "records": 2, "ids": [1, 2], "state": "loaded"}, {"number": 200, "name": "ONF_NODE_GROUPS", "descriptor": {}, "records": 1, "ids": null, "state": "merged"}]}
 {"file": "result.onf", "kind": "optimisation result file", "size": 63, "entries": {"700": 1, "710": 0, "720": 0, "730": 0, "740": 0}, "groups": {"200": [{"name": "TOP", "size": 3}], "210": []}}
 EOF
 printf '   -1\n4711\n1\n1, 2\n   -1\n   -1\n110\n1\n1, 0, 0, 1, 2, 3\n   -1\n   -1\n110\n0\n   -1\n' \

@@ -41,3 +41,11 @@ if(ONF_BUILD_TESTS)
                                    $<TARGET_FILE:onf> ${CMAKE_CURRENT_SOURCE_DIR}/examples)
     set_tests_properties(onf_diff PROPERTIES LABELS cli)
 endif()
+
+# The parts of the command that find places in a file's text and tell what they found, tested on
+# their own against the engine's reading.
+onf_add_test(test_onf_tool tests/test_onf_tool.cpp ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/tool_locate.cpp
+             ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/tool_report.cpp)
+if(TARGET test_onf_tool)
+    target_include_directories(test_onf_tool PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf)
+endif()

@@ -131,19 +131,6 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
     return parts;
 }
 
-bool ParseBlockName(const std::string& text, int& block) {
-    if (ParseCount(text, block)) {
-        return true;
-    }
-    for (const QSV_OnfId id : QSV_OnfInfoPool::GetAllOnfIds()) {
-        if (QSV_OnfInfoPool::GetOnfInfo(id).GetBlockName() == text) {
-            block = static_cast<int>(id);
-            return true;
-        }
-    }
-    return false;
-}
-
 ToleranceTable::ToleranceTable() {
     m_Values.relative = kDefaultRelative;
     m_Positions.absolute = kDefaultPositionAbsolute;
@@ -190,7 +177,7 @@ std::string ToleranceTable::AddRule(const std::string& rule) {
     }
     const size_t colon = selector.find(':');
     int block = 0;
-    if (!ParseBlockName(Trimmed(selector.substr(0, colon)), block)) {
+    if (!ParseBlockOperand(Trimmed(selector.substr(0, colon)), block)) {
         return "'" + selector.substr(0, colon) + "' is no block number or name";
     }
     std::string item;

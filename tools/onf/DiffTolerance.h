@@ -31,9 +31,6 @@ struct Tolerance {
 // The parts of an option's value between commas ("a,,b" has an empty part).
 std::vector<std::string> SplitAtCommas(const std::string& text);
 
-// The block number of a block operand: decimal, or a catalogue name such as ONF_NODES.
-bool ParseBlockName(const std::string& text, int& block);
-
 // The tolerances of one comparison. Without rules, reals agree within a relative 1e-6, and
 // positions (block 110 item 3, block 100 item 4, block 810 item 1) within an absolute 1e-6 mm,
 // as engineers' comparison tools have it. Global options change these two defaults; rules

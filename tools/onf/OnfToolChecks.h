@@ -44,6 +44,11 @@ using BlockLookup = std::function<const OnfBlock*(int number)>;
 // blocks checked, records in ascending index order.
 void CheckModel(const BlockLookup& blocks, std::vector<ModelFinding>& findings);
 
+// Warns of node groups (block 200) that share a name, and of element groups (block 210) that
+// do: the suite's programs find groups by name. (Reading a file of more than two blocks renames
+// such groups, with the engine's warning; a file of two keeps them.)
+void CheckGroupNames(const BlockLookup& groups, std::vector<ModelFinding>& findings);
+
 // Checks the members of the node groups (block 200) and element groups (block 210) of a groups
 // file against the nodes and elements of a model; `modelName` names the model in messages.
 void CheckGroupMembers(const BlockLookup& groups, const BlockLookup& model,

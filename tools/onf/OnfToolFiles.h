@@ -1,5 +1,6 @@
 // What the commands share about one ONF file: its kind, its blocks as the reader found them,
-// and a database holding every block that can be loaded.
+// the one read of it, into a database of its own or into the file object of its kind, and the
+// names and texts by which the commands show blocks.
 #pragma once
 
 #include "OnfTool.h"

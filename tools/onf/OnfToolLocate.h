@@ -76,7 +76,10 @@ std::string ReadFormat(const OnfBlockTextReader::BLOCK_INFO& block);
 // - during the load of a block (SetCurrentBlock), the summary of its invalid values points to
 //   its first line, a record count that the body does not match to its count line, and any
 //   other message to the line the load stopped on;
-// - a coordinate system named by the model's checks points to its record in block 100.
+// - a coordinate system the model object refuses points to its record in block 100, a result
+//   request of a block the catalogue lacks to its record in block 400, a block that is no part
+//   of an optimisation result file to its id line, a group renamed for a name it shares to its
+//   record.
 class FileMessageLocator : public MessageLocator {
 public:
     // `reader` holds the file's lines and the blocks decoded, all of them or those in front of a
@@ -100,16 +103,24 @@ public:
     // record holds renumbered to the highest id so far plus one, as the merge does.
     std::map<int, size_t> RecordLines(int block, const std::set<int>& ids, bool merged = false);
 
+    // The 1-based line of the first record of the last block numbered `block` whose integer item
+    // `item` reads `value`; 0 if none.
+    size_t RecordLineWithValue(int block, size_t item, int value);
+
 private:
     size_t LineOfDecodeFailure(const std::string& message);
+    size_t LineOfFileObjectFailure(const std::string& message);
     size_t LineInCurrentBlock(const std::string& message);
 
     std::shared_ptr<OnfBlockTextReader> m_Reader;
     std::string m_Name;
     std::vector<BlockPlace> m_Places;
     bool m_Located = false;
+    size_t LineOfRenamedGroup(const std::string& name);
+
     size_t m_Current = SIZE_MAX;
     std::set<size_t> m_InvalidValues;
+    std::map<std::string, size_t> m_RenamedGroups; // renamings told so far, by old name
 };
 
 } // namespace onf_tool

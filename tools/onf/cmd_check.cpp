@@ -161,6 +161,9 @@ void CheckAcross(ToolFile& file, const CheckOptions& options, FileLogScope& scop
         progress.Say("checking the references of the model");
         CheckModel(LoadedBlocks(file), findings);
     }
+    if (file.GetKind() == KIND_GROUPS) {
+        CheckGroupNames(LoadedBlocks(file), findings);
+    }
     if (file.GetKind() == KIND_GROUPS && !options.model.empty()) {
         progress.Say("checking the groups against " + DisplayName(options.model));
         const std::unique_ptr<OnfModelFile> model = ReadCheckModel(options.model);

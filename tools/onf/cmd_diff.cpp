@@ -510,7 +510,7 @@ struct DiffCommand {
 std::string BlockList(const std::string& text, std::set<int>& blocks) {
     for (const std::string& name : SplitAtCommas(text)) {
         int block = 0;
-        if (!ParseBlockName(name, block)) {
+        if (!ParseBlockOperand(name, block)) {
             return "'" + name + "' is no block number or name";
         }
         blocks.insert(block);

@@ -6,6 +6,8 @@
 #include "QSV_Failure.h"
 
 #include <cstring>
+#include <map>
+#include <utility>
 
 namespace onf_tool {
 
@@ -203,6 +205,29 @@ void CheckModel(const BlockLookup& blocks, std::vector<ModelFinding>& findings) 
     }
     for (const Reference& reference : kReferences) {
         CheckReference(blocks, reference, findings);
+    }
+}
+
+void CheckGroupNames(const BlockLookup& groups, std::vector<ModelFinding>& findings) {
+    using namespace QSV_DataRecordItem;
+    for (const auto& kind :
+         {std::make_pair(200, "node group"), std::make_pair(210, "element group")}) {
+        const OnfBlock* block = groups(kind.first);
+        if (block == nullptr) {
+            continue;
+        }
+        std::map<std::string, int> first;
+        for (auto it = block->Begin(); it.IsValid(); ++it) {
+            const std::string name = block->GetString(*it, GROUP_ITEM_NAME);
+            const int id = block->GetId(*it);
+            const auto seen = first.emplace(name, id);
+            if (!seen.second) {
+                findings.push_back({kind.first, id, QSV_LogMacros::LOG_WARNING,
+                                    std::string(kind.second) + " " + std::to_string(id) +
+                                        ": the name " + name + " is that of " + kind.second + " " +
+                                        std::to_string(seen.first->second) + " too"});
+            }
+        }
     }
 }
 

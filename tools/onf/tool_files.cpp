@@ -1,4 +1,4 @@
-// File kinds, block labels and the loading of one ONF file, shared by the commands.
+// File kinds, block labels and the text of blocks, shared by the commands.
 #include "OnfToolFiles.h"
 
 #include "BrelonLineInput.h"

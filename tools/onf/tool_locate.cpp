@@ -389,6 +389,46 @@ private:
     std::map<int, size_t> m_Lines;
 };
 
+// Finds the first record whose integer item `item` reads `value`.
+class ValueLine : public RecordVisitor {
+public:
+    ValueLine(size_t item, int value) : m_Item(item), m_Value(value) {}
+    void Record(size_t line, TokenText) override { m_Record = line + 1; }
+    void Value(size_t, size_t, char c, size_t item, TokenText token) override {
+        if (m_Line == 0 && item == m_Item && (c == 'I' || c == 'i') && ReadKey(token) == m_Value) {
+            m_Line = m_Record;
+        }
+    }
+    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
+    size_t Line() const { return m_Line; }
+
+private:
+    size_t m_Item;
+    int m_Value;
+    size_t m_Record = 0;
+    size_t m_Line = 0;
+};
+
+// Finds the records whose string item `item` reads `text`, in file order.
+class NamedLines : public RecordVisitor {
+public:
+    NamedLines(size_t item, const std::string& text) : m_Item(item), m_Text(text) {}
+    void Record(size_t line, TokenText) override { m_Record = line + 1; }
+    void Value(size_t, size_t, char c, size_t item, TokenText token) override {
+        if (c == 'S' && item == m_Item && token.Text() == m_Text) {
+            m_Lines.push_back(m_Record);
+        }
+    }
+    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
+    const std::vector<size_t>& Lines() const { return m_Lines; }
+
+private:
+    size_t m_Item;
+    const std::string& m_Text;
+    size_t m_Record = 0;
+    std::vector<size_t> m_Lines;
+};
+
 } // namespace
 
 FileMessageLocator::FileMessageLocator(std::shared_ptr<OnfBlockTextReader> reader,
@@ -439,6 +479,47 @@ size_t FileMessageLocator::LocateMessage(int, const std::string& message) {
     if (m_Current < m_Reader->GetBlocksInfo().size()) {
         return LineInCurrentBlock(text);
     }
+    return LineOfFileObjectFailure(text);
+}
+
+size_t FileMessageLocator::RecordLineWithValue(int block, size_t item, int value) {
+    const auto& blocks = m_Reader->GetBlocksInfo();
+    const std::vector<BlockPlace>& places = GetPlaces();
+    for (size_t i = std::min(blocks.size(), places.size()); i-- > 0;) {
+        if (blocks[i].block_id == block) {
+            ValueLine line(item, value);
+            WalkRecords(m_Reader->GetLines(), places[i], ReadFormat(blocks[i]), line);
+            return line.Line();
+        }
+    }
+    return 0;
+}
+
+// Reading a groups file renames the second and every further group of one kind that shares a
+// name, node groups (block 200) first, then element groups (210), each in file order: the n-th
+// renaming of a name is of its (n+1)-th record among the node groups, or failing that among the
+// element groups.
+size_t FileMessageLocator::LineOfRenamedGroup(const std::string& name) {
+    size_t nth = ++m_RenamedGroups[name];
+    const auto& blocks = m_Reader->GetBlocksInfo();
+    const std::vector<BlockPlace>& places = GetPlaces();
+    for (const int number : {200, 210}) {
+        NamedLines lines(2, name);
+        for (size_t i = 0; i < blocks.size() && i < places.size(); ++i) {
+            if (blocks[i].block_id == number) {
+                WalkRecords(m_Reader->GetLines(), places[i], ReadFormat(blocks[i]), lines);
+            }
+        }
+        if (nth < lines.Lines().size()) {
+            return lines.Lines()[nth];
+        }
+        nth -= lines.Lines().empty() ? 0 : lines.Lines().size() - 1;
+    }
+    return 0;
+}
+
+// What the file objects refuse after the load names a record or a block.
+size_t FileMessageLocator::LineOfFileObjectFailure(const std::string& text) {
     long long system = NumberAfter(text, "Coordinate system with id = ");
     if (system < 0 && StartsWith(text, "The coordinate system with ID 0 must be")) {
         system = 0;
@@ -447,6 +528,26 @@ size_t FileMessageLocator::LocateMessage(int, const std::string& message) {
         const int id = static_cast<int>(system);
         const std::map<int, size_t> lines = RecordLines(100, {id});
         return lines.empty() ? 0 : lines.begin()->second;
+    }
+    const long long target = NumberAfter(text, "An unknown/invalid ONF block ");
+    if (target >= INT32_MIN && target <= INT32_MAX && target != -1) {
+        return RecordLineWithValue(400, 1, static_cast<int>(target));
+    }
+    const char* const renamed = "Duplicated group name '";
+    if (StartsWith(text, renamed) && text.find("' found.") != std::string::npos) {
+        const size_t begin = std::strlen(renamed);
+        return LineOfRenamedGroup(text.substr(begin, text.find("' found.") - begin));
+    }
+    const size_t at = text.find("data block with ID ");
+    if (StartsWith(text, "A not admissible") && at != std::string::npos) {
+        const int number = std::atoi(text.c_str() + at + std::strlen("data block with ID "));
+        const auto& blocks = m_Reader->GetBlocksInfo();
+        const std::vector<BlockPlace>& places = GetPlaces();
+        for (size_t i = 0; i < blocks.size() && i < places.size(); ++i) {
+            if (blocks[i].block_id == number) {
+                return places[i].idLine + 1;
+            }
+        }
     }
     return 0;
 }
