@@ -243,7 +243,7 @@ groups.onf: failed (2 errors, 0 warnings)
 EOF
 run check --model init.onf groups.onf
 is "--model of another kind" 2 out <<'EOF'
-init.onf: error: --model takes a model input file, and this is a init file
+init.onf: error: --model takes a model input file, and this is an init file
 groups.onf: error: the groups are not checked against init.onf, which does not read
 groups.onf: failed (1 error, 0 warnings)
 EOF
@@ -333,7 +333,7 @@ EOF
 run check init.onf
 is "no progress by default" 0 err </dev/null
 run -v check init.onf
-has "progress with -v" err "onf: init.onf: reading it as a init file"
+has "progress with -v" err "onf: init.onf: reading it as an init file"
 awk 'BEGIN { n = 120000; print "   -1"; print "110"; print n;
              for (i = 1; i <= n; i++) printf "%d, 0, 0, %d.125, 1.0e+02, -3.5\n", i, i;
              print "   -1" }' >large.onf
@@ -343,7 +343,7 @@ run -q check large.onf
 is "no progress under -q" 0 err </dev/null
 if command -v script >/dev/null; then
     script -qec "'$onf' -v check init.onf" /dev/null >tty.out 2>&1
-    grep -q $'\r\033\\[Konf: init.onf: reading it as a init file' tty.out ||
+    grep -q $'\r\033\\[Konf: init.onf: reading it as an init file' tty.out ||
         fail "progress on a terminal is not one rewritten line: $(od -c tty.out | head -5)"
 fi
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# End-to-end test of `onf normalize` and `onf cat` (`onf diff` has test_onf_diff.sh): exact
-# output, exit codes, no half-written or lost files. Usage: test_onf_cli_edit.sh PATH_TO_ONF EXAMPLES_FOLDER
+# End-to-end test of `onf normalize`, `onf cat` and the inputs of `onf export` (`onf diff` has
+# test_onf_diff.sh): exact output, exit codes, no half-written or lost files. Usage: test_onf_cli_edit.sh PATH_TO_ONF EXAMPLES_FOLDER
 . "$(dirname "$0")/test_onf_cli_lib.sh" "$1"
 examples="$(cd "$2" && pwd)"
 cd "$work" || exit 1
@@ -168,5 +168,25 @@ descriptor,id,item 1,item 2
 "LOADCASE=2 LABEL=""a, b""",4,0.25,four
 "LOADCASE=2 LABEL=""a, b""",9,1.5,nine
 EOF
+
+# export takes a model, a groups file and a result file, and refuses any other kind before it
+# writes anything; a node that cannot be placed is named at its line.
+printf '   -1\n110\n2\n1, 0, 0, 0, 0, 0\n2, 7, 0, 1, 0, 0\n   -1\n' >unplaced.onf
+printf '   -1\n700\n1\n3\nthird\n0\n   -1\n' >result.onf
+: >empty.onf
+while IFS='|' read -r args message; do
+    # shellcheck disable=SC2086
+    run export $args out.vtu
+    is "export $args" 2 err <<<"$message"
+    [ ! -e out.vtu ] || fail "export $args: a file was written"
+done <<'EOF'
+custom.onf|custom.onf: error: export reads a model input file, and this is an ONF file
+empty.onf|empty.onf: error: export reads a model input file, and this is a file without blocks
+messy.expected --groups messy.expected|messy.expected: error: --groups takes a groups file, and this is a model input file
+messy.expected --results custom.onf|custom.onf: error: --results takes an optimisation result file, and this is an ONF file
+unplaced.onf|unplaced.onf:5: error: node 2: coordinate system 7 is not defined
+EOF
+"$onf" -q export - - --ascii <messy.expected >stdin.vtu
+grep -q '<Piece NumberOfPoints="2" NumberOfCells="0">' stdin.vtu || fail "export from standard input to standard output"
 
 finish

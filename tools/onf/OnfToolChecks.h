@@ -13,10 +13,12 @@
 #include <vector>
 
 class OnfBlock;
+class OnfBlockSet;
 
 namespace onf_tool {
 
 class FileLogScope;
+class ToolFile;
 
 // Reports, at its line and column, what the record grammar reads without a word but is almost
 // always a typo: values left over behind a record's format (a decimal comma splits a number in
@@ -39,10 +41,18 @@ struct ModelFinding {
 
 // The block of a number that the checks read, or null when the file has none.
 using BlockLookup = std::function<const OnfBlock*(int number)>;
+// The blocks of a file object, which must outlive the lookup.
+BlockLookup BlocksOf(const OnfBlockSet& set);
+
+// Reports each finding at the line of its record in `file` (whose text must still be held).
+void ReportFindings(ToolFile& file, const std::vector<ModelFinding>& findings, FileLogScope& scope);
 
 // Checks the references between the blocks of a model. Findings come in the order of the
 // blocks checked, records in ascending index order.
 void CheckModel(const BlockLookup& blocks, std::vector<ModelFinding>& findings);
+// Of those checks, the one that a node's place in global coordinates needs: every node is
+// defined in a coordinate system that the model holds.
+void CheckNodeSystems(const BlockLookup& blocks, std::vector<ModelFinding>& findings);
 
 // Warns of node groups (block 200) that share a name, and of element groups (block 210) that
 // do: the suite's programs find groups by name. (Reading a file of more than two blocks renames

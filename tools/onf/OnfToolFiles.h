@@ -35,6 +35,8 @@ enum FileKind {
 
 // "model input file", ...; "ONF file" for the generic kind.
 const char* KindName(FileKind kind);
+// The same behind its article: "a model input file", "an init file", "an ONF file".
+std::string KindWithArticle(FileKind kind);
 // The header text that the kind's file object writes behind the version line; null if none.
 const char* KindHeader(FileKind kind);
 // The rule by which DetectKind decides, as `onf help` prints it.

@@ -83,25 +83,6 @@ void LintFile(ToolFile& file, FileLogScope& scope) {
     }
 }
 
-// Reports the findings at the lines of the records they name.
-void ReportFindings(ToolFile& file, const std::vector<ModelFinding>& findings,
-                    FileLogScope& scope) {
-    std::map<int, std::set<int>> wanted;
-    for (const ModelFinding& finding : findings) {
-        wanted[finding.block].insert(finding.record);
-    }
-    std::map<int, std::map<int, size_t>> lines;
-    for (const auto& block : wanted) {
-        lines[block.first] =
-            file.GetLocator().RecordLines(block.first, block.second, file.GetKind() == KIND_GROUPS);
-    }
-    for (const ModelFinding& finding : findings) {
-        const std::map<int, size_t>& ofBlock = lines[finding.block];
-        const auto line = ofBlock.find(finding.record);
-        scope.Report(finding.level, finding.message, line == ofBlock.end() ? 0 : line->second);
-    }
-}
-
 // True when every block of the file was loaded with all the records it declares (those of
 // merged blocks joined to the first of their number), so that the checks across blocks see the
 // whole model.
@@ -139,8 +120,8 @@ std::unique_ptr<OnfModelFile> ReadCheckModel(const std::string& path) {
     try {
         ToolFile file(path, scope, progress);
         if (file.GetKind() != KIND_MODEL) {
-            throw std::runtime_error("--model takes a model input file, and this is a " +
-                                     std::string(KindName(file.GetKind())));
+            throw std::runtime_error("--model takes a model input file, and this is " +
+                                     KindWithArticle(file.GetKind()));
         }
         model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
         ReadModel(file, *model);
@@ -167,13 +148,8 @@ void CheckAcross(ToolFile& file, const CheckOptions& options, FileLogScope& scop
     if (file.GetKind() == KIND_GROUPS && !options.model.empty()) {
         progress.Say("checking the groups against " + DisplayName(options.model));
         const std::unique_ptr<OnfModelFile> model = ReadCheckModel(options.model);
-        CheckGroupMembers(
-            LoadedBlocks(file),
-            [&model](int number) -> const OnfBlock* {
-                const auto id = static_cast<QSV_OnfId>(number);
-                return model->HasBlock(id) ? &model->GetBlock(id) : nullptr;
-            },
-            DisplayName(options.model), findings);
+        CheckGroupMembers(LoadedBlocks(file), BlocksOf(*model), DisplayName(options.model),
+                          findings);
     }
     ReportFindings(file, findings, scope);
 }
@@ -185,7 +161,7 @@ std::unique_ptr<TypedFile> Load(ToolFile& file, const Progress& progress) {
         file.LoadBlocks(true);
         return nullptr;
     }
-    progress.Say(std::string("reading it as a ") + KindName(file.GetKind()));
+    progress.Say("reading it as " + KindWithArticle(file.GetKind()));
     return std::make_unique<TypedFile>(file);
 }
 

@@ -1,6 +1,7 @@
 // `onf export MODEL OUT.vtu`: a model as a VTK XML unstructured grid for viewers, with the flags
 // of a groups file and the values of an optimisation result file.
 #include "OnfTool.h"
+#include "OnfToolChecks.h"
 #include "OnfToolFiles.h"
 #include "OnfToolOutput.h"
 #include "VtuWriter.h"
@@ -96,13 +97,13 @@ std::string TakeOption(const std::vector<std::string>& args, size_t& position, v
     return "unknown option '" + name + "'";
 }
 
-// Fails unless `file` is of `kind`; `what` names the input ("export reads a model").
+// Fails unless `file` is of `kind`; `what` names the input ("export reads").
 void RequireKind(const ToolFile& file, FileKind kind, const std::string& what) {
     if (file.GetKind() != kind) {
-        throw std::runtime_error(what + " " + KindName(kind) + ", and this is " +
+        throw std::runtime_error(what + " " + KindWithArticle(kind) + ", and this is " +
                                  (file.GetKind() == KIND_GENERIC && file.GetBlocks().empty()
                                       ? std::string("a file without blocks")
-                                      : std::string("a ") + KindName(file.GetKind())));
+                                      : KindWithArticle(file.GetKind())));
     }
 }
 
@@ -144,10 +145,20 @@ bool ReadModelGrid(const std::string& path, const Progress& progress, size_t& wa
                    std::unique_ptr<OnfModelFile>& model, std::unique_ptr<ModelVtuExport>& grid) {
     return InFileScope(path, warnings, [&](FileLogScope& scope) {
         ToolFile file(path, scope, progress);
-        RequireKind(file, KIND_MODEL, "export reads a");
+        RequireKind(file, KIND_MODEL, "export reads");
         model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
         progress.Say("reading the model");
-        ReadModel(file, *model);
+        if (!ReadModel(file, *model)) {
+            return; // reported
+        }
+        // A node in a system the model lacks cannot be placed; said at its line, not in the
+        // words of the coordinate systems' resolution, which would send the user elsewhere.
+        std::vector<ModelFinding> unplaced;
+        CheckNodeSystems(BlocksOf(*model), unplaced);
+        ReportFindings(file, unplaced, scope);
+        if (!unplaced.empty()) {
+            return;
+        }
         file.ReleaseText();
         progress.Say("building the grid");
         grid.reset(new ModelVtuExport(*model));
@@ -164,8 +175,7 @@ bool AddInput(const std::string& path, const char* option, size_t& warnings, Mod
         const Progress progress(path);
         ToolFile file(path, scope, progress);
         const bool groups = std::is_same<Object, OnfGroupsFile>::value;
-        RequireKind(file, groups ? KIND_GROUPS : KIND_OPT_RESULT,
-                    std::string(option) + (groups ? " takes a" : " takes an"));
+        RequireKind(file, groups ? KIND_GROUPS : KIND_OPT_RESULT, std::string(option) + " takes");
         Object object(file.GetWidePath());
         if constexpr (std::is_same<Object, OnfGroupsFile>::value) {
             ReadGroups(file, object);

@@ -1,12 +1,15 @@
 // Checks of a model beyond the record grammar.
 #include "OnfToolChecks.h"
+#include "OnfToolFiles.h"
 
 #include "OnfBlock.h"
+#include "OnfBlockSet.h"
 #include "OnfElement.h"
 #include "QSV_Failure.h"
 
 #include <cstring>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace onf_tool {
@@ -67,6 +70,7 @@ struct Reference {
     bool optional;
 };
 
+// The first is the system a node is defined in (CheckNodeSystems).
 const Reference kReferences[] = {
     {110, 1, {100}, true, false},   {110, 2, {100}, true, false},
     {140, 3, {130}, true, true},    {140, 4, {120}, true, true},
@@ -197,6 +201,35 @@ void CheckElementShapes(const OnfBlock& elements, std::vector<ModelFinding>& fin
 }
 
 } // namespace
+
+BlockLookup BlocksOf(const OnfBlockSet& set) {
+    return [&set](int number) -> const OnfBlock* {
+        const auto id = static_cast<QSV_OnfId>(number);
+        return set.HasBlock(id) ? &set.GetBlock(id) : nullptr;
+    };
+}
+
+void ReportFindings(ToolFile& file, const std::vector<ModelFinding>& findings,
+                    FileLogScope& scope) {
+    std::map<int, std::set<int>> wanted;
+    for (const ModelFinding& finding : findings) {
+        wanted[finding.block].insert(finding.record);
+    }
+    std::map<int, std::map<int, size_t>> lines;
+    for (const auto& block : wanted) {
+        lines[block.first] =
+            file.GetLocator().RecordLines(block.first, block.second, file.GetKind() == KIND_GROUPS);
+    }
+    for (const ModelFinding& finding : findings) {
+        const std::map<int, size_t>& ofBlock = lines[finding.block];
+        const auto line = ofBlock.find(finding.record);
+        scope.Report(finding.level, finding.message, line == ofBlock.end() ? 0 : line->second);
+    }
+}
+
+void CheckNodeSystems(const BlockLookup& blocks, std::vector<ModelFinding>& findings) {
+    CheckReference(blocks, kReferences[0], findings);
+}
 
 void CheckModel(const BlockLookup& blocks, std::vector<ModelFinding>& findings) {
     const OnfBlock* elements = blocks(140);

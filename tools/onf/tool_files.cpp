@@ -57,6 +57,11 @@ const char* KindName(FileKind kind) {
     }
 }
 
+std::string KindWithArticle(FileKind kind) {
+    const std::string name = KindName(kind);
+    return (std::string("AEIOUaeiou").find(name[0]) != std::string::npos ? "an " : "a ") + name;
+}
+
 const char* KindHeader(FileKind kind) {
     switch (kind) {
     case KIND_MODEL:
