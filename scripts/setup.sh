@@ -20,6 +20,11 @@ command -v ninja >/dev/null 2>&1 || missing+=(ninja-build)
 /usr/bin/python3 -c 'import pytest' >/dev/null 2>&1 || missing+=(python3-pytest)
 /usr/bin/python3 -c 'import vtkmodules' >/dev/null 2>&1 || missing+=(python3-vtk9)
 command -v pkg-config >/dev/null 2>&1 || missing+=(pkg-config)
+# The tests of onf's outputs make faults in a mount namespace of their own (unshare, setpriv,
+# chattr) and watch progress on a terminal (script).
+command -v unshare >/dev/null 2>&1 || missing+=(util-linux)
+command -v chattr >/dev/null 2>&1 || missing+=(e2fsprogs)
+command -v script >/dev/null 2>&1 || missing+=(bsdutils)
 # The README's pictures are rendered by VTK under a virtual X server (scripts/make_pictures.sh).
 if [ "${ONF_WITH_PICTURES:-0}" = 1 ]; then
     /usr/bin/python3 -c 'import vtkmodules' >/dev/null 2>&1 || missing+=(python3-vtk9)

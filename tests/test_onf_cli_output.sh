@@ -64,11 +64,15 @@ chattr -i fs/out.onf
 kept "normalize of an immutable file" fs/out.onf
 chmod 0444 fs/out.onf
 chmod 0777 fs
-setpriv --reuid=65534 --regid=65534 --clear-groups "$onf" normalize in.onf fs/out.onf \
-    >"$work/out" 2>"$work/err"
-code=$?
-is "a read-only file" 2 err <<<"in.onf: error: cannot write fs/out.onf: Permission denied"
-kept "normalize of a read-only file" fs/out.onf
+as_nobody() { setpriv --reuid=65534 --regid=65534 --clear-groups "$onf" "$@"; }
+if as_nobody --version >/dev/null 2>&1; then
+    as_nobody normalize in.onf fs/out.onf >"$work/out" 2>"$work/err"
+    code=$?
+    is "a read-only file" 2 err <<<"in.onf: error: cannot write fs/out.onf: Permission denied"
+    kept "normalize of a read-only file" fs/out.onf
+else
+    echo "note: a read-only file of another user is not tried: that user cannot run $onf"
+fi
 chmod 0644 fs/out.onf
 mount -o remount,ro fs
 run export model.onf fs/out.vtu
