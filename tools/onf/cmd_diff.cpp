@@ -618,11 +618,14 @@ struct DiffInput {
     std::unique_ptr<OnfModelFile> model;
 };
 
-// The model of a file whose node positions are compared in global terms; every node's
-// position is worked out here, so that a node in a missing system fails in its file.
-void ReadModel(const ToolFile& file, std::unique_ptr<OnfModelFile>& model) {
+// The model of a file whose node positions are compared in global terms, read from the file's
+// text once: its blocks are the model's. Every node's position is worked out here, so that a
+// node in a missing system fails in its file.
+void ReadGlobalModel(ToolFile& file, std::unique_ptr<OnfModelFile>& model) {
     model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
-    model->Read();
+    if (!ReadModel(file, *model)) {
+        return; // reported
+    }
     const OnfBlock& nodes = model->GetBlock(static_cast<QSV_OnfId>(110));
     for (QSV_DataBlock::IndexIterator it(nodes, 0, nodes.GetMaxIndex()); it.IsValid(); ++it) {
         model->GetNodeGlobalCoordinatesAtIdx(*it);
@@ -637,12 +640,11 @@ bool ReadInput(const std::string& path, const DiffOptions& options, DiffInput& i
         const FileKind kind = input.file->GetKind();
         if (kind == KIND_OPT_RESULT) {
             input.results.reset(new ONFOptResultFile(input.file->GetWidePath()));
-            input.results->Read();
+            ReadOptResult(*input.file, *input.results);
+        } else if (options.global && kind == KIND_MODEL) {
+            ReadGlobalModel(*input.file, input.model);
         } else {
             input.file->LoadBlocks(false); // blocks that cannot be loaded are compared as text
-        }
-        if (options.global && kind == KIND_MODEL) {
-            ReadModel(*input.file, input.model);
         }
     } catch (const std::exception& failure) {
         input.scope->ReportFailure(failure);
@@ -653,9 +655,7 @@ bool ReadInput(const std::string& path, const DiffOptions& options, DiffInput& i
 // A requirement of the options that a file does not meet, as text; empty when it meets them.
 std::string Unfit(const DiffOptions& options, const DiffInput& input) {
     const FileKind kind = input.file->GetKind();
-    const std::string is = std::string("; this is ") +
-                           (std::strchr("aeiou", KindName(kind)[0]) != nullptr ? "an " : "a ") +
-                           KindName(kind);
+    const std::string is = "; this is " + KindWithArticle(kind);
     if (options.global && kind != KIND_MODEL) {
         return "--global compares model input files" + is;
     }
