@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -44,23 +45,16 @@ extern "C" void RemoveTemporariesOnSignal(int signal) {
     std::raise(signal);
 }
 
+// The folder a path names an entry of ("." for a bare name).
 std::string FolderOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string NameOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    return folder.empty() ? "." : folder;
 }
 
 // The descriptor that `path` names when it is one of this process's own (its folder is the
 // process's descriptor folder under /proc, as /dev/fd and /dev/stdout lead there); -1 if none.
 int OwnDescriptorOf(const std::string& path) {
-    const std::string name = NameOf(path);
+    const std::string name = std::filesystem::path(path).filename().string();
     if (name.empty() || name.size() > 9 || name.find_first_not_of("0123456789") != name.npos) {
         return -1;
     }
@@ -90,7 +84,7 @@ int FollowToOwnDescriptor(std::string path) {
             return -1;
         }
         const std::string link(target.data(), static_cast<size_t>(length));
-        path = link[0] == '/' ? link : FolderOf(path) + "/" + link;
+        path = link[0] == '/' ? link : (std::filesystem::path(FolderOf(path)) / link).string();
     }
     return -1;
 }
