@@ -3,4 +3,4 @@
 target_sources(BrelonOnfEngine PRIVATE
     services/text/LineInput.cpp
     services/descriptor/QSV_DataDescriptor.cpp)
-onf_add_test(test_line_input tests/test_line_input.cpp)
+onf_add_test(test_line_input tests/test_line_input.cpp tests/test_line_input_limits.cpp)

@@ -1,0 +1,34 @@
+// Line input at its edges: every code point on its way to UTF-8 and back, with the first and last
+// value of each sequence length and both ends of the surrogate range.
+#include "BrelonLineInput.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+size_t Utf8Length(char32_t c) {
+    return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+}
+
+TEST(StringUtilEdges, EveryCodePointTakesTheFewestBytesAndComesBack) {
+    for (char32_t c = 1; c <= 0x10FFFF; ++c) {
+        if (c == 0xD800) {
+            c = 0xE000;
+        }
+        const wchar_t wide[] = {static_cast<wchar_t>(c), 0};
+        const std::string utf8 = BrelonStringUtil::wide_to_utf8(wide);
+        ASSERT_EQ(utf8.size(), Utf8Length(c)) << std::hex << c;
+        ASSERT_EQ(BrelonStringUtil::utf8_to_wide(utf8.c_str()), std::wstring(wide))
+            << std::hex << c;
+    }
+}
+
+TEST(StringUtilEdges, SurrogatesAreNoCharacters) {
+    const wchar_t wide[] = {0xD7FF, 0xDFFF, 0xE000, 0};
+    EXPECT_EQ(BrelonStringUtil::wide_to_utf8(wide), "\xED\x9F\xBF\xEF\xBF\xBD\xEE\x80\x80");
+    EXPECT_EQ(BrelonStringUtil::utf8_to_wide("\xED\xBF\xBF"), L"\uFFFD");
+}
+
+} // namespace
