@@ -526,4 +526,27 @@ TEST(Limits, CountsFarBeyondTheFileStopAtItsEnd) {
     EXPECT_EQ(byBlocks.GetSizeDBNodalScalar(), 0);
 }
 
+// The record budget of a block's text holds exactly: 66 records of 16008 bytes fit the 1060608
+// bytes that 66 key lines allow, a 67th record over one more line does not.
+TEST(Limits, TheRecordBudgetOfATextHoldsToTheLastRecord) {
+    const auto blockOf = [](int records) {
+        std::string text = "   -1\n   -3\nFORMAT=i" + std::string(2000, 'r') +
+                           "\n   -3\nNON_ONF\n" + std::to_string(records) + "\n";
+        for (int key = 0; key < records; ++key) {
+            text += std::to_string(key) + "\n";
+        }
+        return Put("budget.onf", text + "   -1\n");
+    };
+    const auto init = [](const std::string& path) {
+        BrelonOnfTxtDatabase(Wide(path))
+            .InitDb(QSV_DatabaseDefs::ACCESS_READ_ONLY, 0, L"", nullptr);
+    };
+    EXPECT_NO_THROW(init(blockOf(66)));
+    const std::string path = blockOf(67);
+    ExpectFailure([&] { init(path); }, "", "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase",
+                  "Error in ONF-file " + path +
+                      ", block -1:\nIts 67 records of 16008 bytes each need 1072536 bytes, but "
+                      "its 191 bytes of record lines allow at most 1060800 bytes of records.");
+}
+
 } // namespace

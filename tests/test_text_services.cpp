@@ -1,4 +1,5 @@
 #include "BrelonTextServices.h"
+#include "FailureExpect.h"
 #include "QSV_Failure.h"
 
 #include <gtest/gtest.h>
@@ -430,6 +431,19 @@ TEST(Environment, FlagIsSetUnlessEmptyOrANegativeWord) {
         EXPECT_EQ(BrelonSysUtil::is_env_flag_set(name), c.second) << '"' << c.first << '"';
     }
     unsetenv(name);
+}
+
+// A list of exactly MAX_LIST_VALUES values reads; one more fails, be it in the run or behind it.
+TEST(ListTextEdges, AListHoldsAtMostMaxListValues) {
+    const size_t most = QSV_ListFormatUtil::MAX_LIST_VALUES;
+    EXPECT_EQ(ReadInts({"1-" + std::to_string(most)}).size(), most);
+    for (const std::string& text :
+         {"0-" + std::to_string(most), "1-" + std::to_string(most) + ", 5"}) {
+        onf_test::ExpectFailure([&] { ReadInts({text}); }, "",
+                                "|%P|BrelonUtilities|QSV_ListFormatUtil",
+                                "Error in ONF-file \"list.onf\", line 1:\nThe list holds more than "
+                                "67108864 values.");
+    }
 }
 
 } // namespace
