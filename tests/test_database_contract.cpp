@@ -740,3 +740,47 @@ TEST_F(TwoTextDatabases, CopyKeepsIdsListsAndStringsDespiteOtherIndices) {
     // Both sets write the same text.
     EXPECT_EQ(Text(to), Text(from));
 }
+
+// ---- Edges of the block base ----------------------------------------------------------------
+
+// Items 0 and one past the last have no place in a record buffer; ids and types past the last
+// item are none; an access wider than its item fails even where the buffer would hold it.
+TEST(DataBlockEdges, ItemsOutsideTheLayoutHaveNoPlace) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "IR", pool);
+    ASSERT_EQ(block.GetNumItems(), 3u);
+    for (size_t item : {size_t(0), size_t(3)}) {
+        EXPECT_EQ(block.GetItemBufferOffset(item), 0u) << item;
+    }
+    EXPECT_EQ(block.GetItemRecordOffset(3), 0u);
+    EXPECT_EQ(block.GetItemSize(3), 0u);
+    EXPECT_EQ(block.GetItemType(3), static_cast<BlockDataType>(0));
+    MemBlock nodes(Descriptor(110), pool);
+    EXPECT_EQ(nodes.GetItemIdType(nodes.GetNumItems()), ID_NONE);
+
+    // A derived view reaches an item's bytes; it may not take more than the item holds.
+    struct BytesView : QSV_DataRecord {
+        using QSV_ConstDataRecord::ItemBytes;
+        using QSV_DataRecord::QSV_DataRecord;
+    } view(block);
+    EXPECT_EQ(view.ItemBytes(2, 8), view.GetBuffer() + 4);
+    ExpectFailure([&] { view.ItemBytes(1, 8); }, "", "|%P|BrelonDbConnector|QSV_DataRecord",
+                  "Record item 1 of ONF block -1 does not fit into a record of 12 bytes.");
+}
+
+// Walks and index sets start at slot 0, skip empty slots up to the bound they were given, and
+// every iterator past the end equals End().
+TEST(DataBlockEdges, WalksFromSlotZeroToTheBound) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "I", pool);
+    QSV_DataRecord record(block);
+    for (size_t index : {0, 1, 2}) {
+        block.SetRecord(index, record);
+    }
+    EXPECT_EQ(block.GetRecordIndices().GetBounds(), (std::vector<int>{0, 2}));
+    QSV_IntSetIntvl<int> reused(std::vector<int>{7});
+    block.GetRecordIndices(reused);
+    EXPECT_EQ(reused.GetBounds(), (std::vector<int>{0, 2}));
+    EXPECT_FALSE(QSV_DataBlock::IndexIterator(block, 3, 3).IsValid());
+    EXPECT_TRUE(QSV_DataBlock::IndexIterator(block, 10, 2) == block.End());
+}
