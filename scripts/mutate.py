@@ -20,6 +20,7 @@ its mutant and the text of its line, not by its line number, so that the equival
 import argparse
 import fcntl
 import hashlib
+import json
 import os
 import random
 import re
@@ -372,34 +373,39 @@ class Scratch:
         listed = run_quiet(["git", "-C", str(ROOT), "ls-files", "--cached", "--others",
                             "--exclude-standard"], check=True).stdout.split("\n")
         wanted = {f for f in listed if f and (ROOT / f).is_file()}
-        for f in wanted:
+        digest = hashlib.sha256()
+        for f in sorted(wanted):
             src, dst = ROOT / f, self.tree / f
             data = src.read_bytes()
+            digest.update(f.encode() + b"\0" + data)
             if not dst.exists() or dst.read_bytes() != data:
                 dst.parent.mkdir(parents=True, exist_ok=True)
                 dst.write_bytes(data)
                 shutil.copymode(src, dst)
+        self.fingerprint = digest.hexdigest()
         if self.tree.exists():
             for f in self.tree.rglob("*"):
                 if f.is_file() and f.relative_to(self.tree).as_posix() not in wanted:
                     f.unlink()
 
-    def configure(self):
-        if (self.build / "build.ninja").exists():
+    def configure(self, build=None, extra=()):
+        build = build or self.build
+        if (build / "build.ninja").exists():
             return
         # Quick compiles: no debug information, light optimisation, assertions as in a release.
         flags = "-O1 -g0 -DNDEBUG"
-        result = run_quiet(["cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja",
+        result = run_quiet(["cmake", "-S", str(self.tree), "-B", str(build), "-G", "Ninja",
                             "-DCMAKE_BUILD_TYPE=", f"-DCMAKE_CXX_FLAGS={flags}",
                             "-DONF_BUILD_BENCH=OFF", "-DONF_BUILD_FUZZ=OFF", "-DONF_WERROR=OFF",
                             f"-DONF_SANITIZE={'ON' if self.sanitize else 'OFF'}",
-                            "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"])
+                            "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *extra])
         if result.returncode != 0:
             sys.exit("mutate.py: configuring the scratch build failed:\n" + result.stdout)
 
-    def make(self):
-        """Builds; answers (succeeded, targets whose objects were compiled)."""
-        result = run_quiet(["cmake", "--build", str(self.build), "-j", str(self.jobs)])
+    def make(self, build=None):
+        """Builds; answers (succeeded, targets whose objects were compiled, the log)."""
+        build = build or self.build
+        result = run_quiet(["cmake", "--build", str(build), "-j", str(self.jobs)])
         compiled = set(re.findall(r"Building CXX object CMakeFiles/([^/]+)\.dir/", result.stdout))
         return result.returncode == 0, compiled, result.stdout
 
@@ -507,8 +513,6 @@ def first_failure(programs, jobs):
 def test_programs(build):
     """The fast tests of the build, a GoogleTest program run whole (stopping at its first
     failure) rather than one CTest entry a test case."""
-    import json
-
     shown = run_quiet(["ctest", "--test-dir", str(build), "--show-only=json-v1", "-LE", "fuzz"])
     programs = {}
     for test in json.loads(shown.stdout)["tests"]:
@@ -557,6 +561,62 @@ def likely_killers(rel, tests_of, history):
     return first + [name for name, _ in ranked if name not in first]
 
 
+# ---- Coverage ---------------------------------------------------------------------------------
+
+
+def measure_coverage(scratch):
+    """Which test programs execute each line of the engine: (file, line) -> program names, from a
+    build with --coverage in which each program runs alone. A mutant is tried only against the
+    programs that reach it; one that none reaches survives without being built. Kept in the
+    scratch folder for as long as the tree stays the same."""
+    cache = scratch.folder / "coverage.json"
+    if cache.exists():
+        saved = json.loads(cache.read_text())
+        if saved["tree"] == scratch.fingerprint:
+            return {(f, int(n)): set(p) for f, lines in saved["lines"].items()
+                    for n, p in lines.items()}
+    build = scratch.folder / "build-coverage"
+    scratch.configure(build, ["-DCMAKE_CXX_FLAGS=-O0 -g0 -DNDEBUG --coverage",
+                              "-DCMAKE_EXE_LINKER_FLAGS=--coverage",
+                              "-DCMAKE_SHARED_LINKER_FLAGS=--coverage"])
+    built, _, log = scratch.make(build)
+    if not built:
+        sys.exit("mutate.py: the coverage build fails:\n" + log[-4000:])
+    objects = build / "CMakeFiles" / "BrelonOnfEngine.dir"
+    lines = {}
+    for program in test_programs(build):
+        for data in objects.rglob("*.gcda"):
+            data.unlink()
+        process = program.start()
+        process.wait()
+        found = sorted(str(d) for d in objects.rglob("*.gcda"))
+        report = run_quiet(["gcov", "-t", "-j", *found], cwd=build).stdout if found else ""
+        for document in report.splitlines():
+            if not document.startswith("{"):
+                continue
+            for entry in json.loads(document)["files"]:
+                path = Path(entry["file"])
+                if not path.is_relative_to(scratch.tree):
+                    continue
+                rel = path.relative_to(scratch.tree).as_posix()
+                for line in entry["lines"]:
+                    if line["count"] > 0:
+                        lines.setdefault(rel, {}).setdefault(line["line_number"], set()).add(
+                            program.name)
+    cache.write_text(json.dumps({"tree": scratch.fingerprint, "lines": {
+        f: {n: sorted(p) for n, p in per.items()} for f, per in lines.items()}}))
+    return {(f, n): p for f, per in lines.items() for n, p in per.items()}
+
+
+def reaching(coverage, site):
+    """The programs that run the site's line or the two lines above it (a condition broken over
+    lines may be counted on its first line)."""
+    names = set()
+    for line in range(site.line - 2, site.line + 1):
+        names |= coverage.get((site.file, line), set())
+    return names
+
+
 # ---- Runs -------------------------------------------------------------------------------------
 
 
@@ -591,6 +651,7 @@ def classify(result, key, equivalent):
 
 
 SANITIZER_MARK = " (sanitizers)"
+NOT_REACHED = "(no test reaches it)"
 
 
 def explained(row, key, equivalent, committed):
@@ -634,6 +695,16 @@ class Runner:
         self.baseline_digest = scratch.library_digest()
         self.verbose = False
         self.jobs = scratch.jobs
+        self.coverage = None
+
+    def candidates(self, site):
+        """The likely killers of the site's mutant, then the other programs, quickest first; with
+        coverage, only those that reach the site."""
+        likely, rest = self.order(site.file)
+        if self.coverage is None:
+            return likely, rest
+        reach = reaching(self.coverage, site)
+        return [p for p in likely if p.name in reach], [p for p in rest if p.name in reach]
 
     def order(self, rel):
         """The likely killers of a mutant of `rel`, then the other programs, quickest first."""
@@ -643,6 +714,9 @@ class Runner:
 
     def try_mutant(self, site, original_text):
         """Plants one mutant, builds and tests it: answers (result, killing test)."""
+        likely, rest = self.candidates(site)
+        if not likely and not rest:
+            return "survived", NOT_REACHED
         self.scratch.plant(site, original_text)
         built, compiled, log = self.scratch.make()
         if self.verbose:
@@ -653,7 +727,6 @@ class Runner:
             return "same code", ""
         # The likely killers one at a time (they mostly fail within a second), the rest in
         # parallel.
-        likely, rest = self.order(site.file)
         killer = first_failure(likely, 1) or first_failure(rest, self.jobs)
         if killer is None:
             return "survived", ""
@@ -725,6 +798,10 @@ def command_run(args):
     committed = read_table(RESULTS_TABLE)
     runner = Runner(scratch, programs, kill_history(committed))
     runner.verbose = args.verbose
+    if args.coverage:
+        runner.coverage = measure_coverage(scratch)
+        print(f"coverage: {len(runner.coverage)} lines reached; "
+              f"{time.monotonic() - started:.0f} s so far", flush=True)
     run_sites(scratch, runner, sites, equivalent, args.table, rows)
     if args.merge:
         merge_into(Path(args.merge), rows)
@@ -818,6 +895,9 @@ def main():
     p_run.add_argument("--scratch", default=str(ROOT / "build-mutation"))
     p_run.add_argument("--jobs", type=int, default=2)
     p_run.add_argument("--verbose", action="store_true", help="show what each mutant rebuilds")
+    p_run.add_argument("--coverage", action="store_true",
+                       help="try each mutant only against the tests that reach its line "
+                            "(measured first in a coverage build)")
     p_run.add_argument("--sanitize", action="store_true",
                        help="build and test under AddressSanitizer and UndefinedBehaviorSanitizer")
     p_score = sub.add_parser("score", help="count the results of a table")
