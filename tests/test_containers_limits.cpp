@@ -4,6 +4,7 @@
 // past the end; the packed lists and list entries after Clear and assignment.
 #include "AllocationFaults.h"
 #include "BrelonContainers.h"
+#include "BrelonOnfIdMap.h"
 
 #include <gtest/gtest.h>
 
@@ -232,6 +233,37 @@ TEST(SmallContainerEdges, ClearAndAssignmentStartAfresh) {
     const BrelonOnfIntListEntry& same = target;
     target = same;
     EXPECT_EQ(*target.ids, (std::vector<int>{4, 5}));
+}
+
+// A pool of maps that has only some id spaces, as a client's pool may: the base copies share its
+// maps, and merging copies identities only between spaces that both pools have.
+struct SomeMaps : QSV_IdMapsPool {
+    SomeMaps() {
+        m_IdMaps[0] = &nodes;
+        m_IdMaps[2] = &elements;
+    }
+    SomeMaps(const SomeMaps& other) = default;
+    SomeMaps& operator=(const SomeMaps& other) = default;
+    BrelonOnfIdMap nodes{static_cast<QSV_IdType>(0)};
+    BrelonOnfIdMap elements{static_cast<QSV_IdType>(2)};
+};
+
+TEST(IdMapsPoolEdges, CopiesShareMapsAndMergesTakeTheSpacesBothHave) {
+    SomeMaps some;
+    some.nodes.AddId(7);
+    const SomeMaps copy(some);
+    EXPECT_EQ(copy.m_IdMaps[0], &some.nodes);
+    SomeMaps assigned;
+    assigned = some;
+    EXPECT_EQ(assigned.m_IdMaps[2], &some.elements);
+
+    BrelonOnfIdMapsPool full;
+    full.GetIdMap(static_cast<QSV_IdType>(5)).AddId(3);
+    BrelonIdMapsUtil::merge_id_maps_pool(some, full);
+    BrelonIdMapsUtil::merge_id_maps_pool(full, some);
+    EXPECT_TRUE(full.GetIdMap(static_cast<QSV_IdType>(0)).HasId(7));
+    BrelonIdMapsUtil::merge_id_maps_pool(some, some);
+    EXPECT_EQ(some.nodes.GetNumIndices(), 1u);
 }
 
 } // namespace
