@@ -11,6 +11,7 @@ against it, most likely killers first, stopping at the first failure.
     mutate.py run [PATH...] [--sample N --seed S] [--rerun TABLE] [--table OUT] [--merge TABLE]
                   [--strict]
     mutate.py score [--table TABLE]          sites, killed, equivalent, survived
+    mutate.py survivors [PATH...]            what no test kills and no entry explains
 
 PATH is a file or folder under src/ or services/ (default: both). A site is known by its file,
 its mutant and the text of its line, not by its line number, so that the equivalent list
@@ -595,7 +596,7 @@ def measure_coverage(scratch):
             if not document.startswith("{"):
                 continue
             for entry in json.loads(document)["files"]:
-                path = Path(entry["file"])
+                path = (build / entry["file"]).resolve()
                 if not path.is_relative_to(scratch.tree):
                     continue
                 rel = path.relative_to(scratch.tree).as_posix()
@@ -603,6 +604,8 @@ def measure_coverage(scratch):
                     if line["count"] > 0:
                         lines.setdefault(rel, {}).setdefault(line["line_number"], set()).add(
                             program.name)
+    if not lines:
+        sys.exit("mutate.py: the coverage build reports no line of the engine run")
     cache.write_text(json.dumps({"tree": scratch.fingerprint, "lines": {
         f: {n: sorted(p) for n, p in per.items()} for f, per in lines.items()}}))
     return {(f, n): p for f, per in lines.items() for n, p in per.items()}
@@ -870,6 +873,21 @@ def command_score(args):
     return 1 if stale else 0
 
 
+def command_survivors(args):
+    """The survivors of a table that the equivalent list does not explain, by file and line, as
+    a list of what is left to test."""
+    equivalent = read_equivalent()
+    table = read_table(Path(args.table))
+    current = {s.key: s for s in all_sites(args.paths)}
+    left = [(current[k], r) for k, r in table.items()
+            if k in current and classify(r["result"], k, equivalent) == "survived"
+            and k not in equivalent]
+    for site, row in sorted(left, key=lambda sr: (sr[0].file, sr[0].line, sr[0].column)):
+        note = f" {row['killed_by']}" if row["killed_by"] else ""
+        print(f"{site.where}\t{site.mutant}\t{site.text}{note}")
+    return 0
+
+
 def command_list(args):
     for s in all_sites(args.paths):
         print(f"{s.where}\t{s.key}")
@@ -902,10 +920,15 @@ def main():
                        help="build and test under AddressSanitizer and UndefinedBehaviorSanitizer")
     p_score = sub.add_parser("score", help="count the results of a table")
     p_score.add_argument("--table", default=str(RESULTS_TABLE))
+    p_left = sub.add_parser("survivors", help="survivors that no test kills and no entry explains")
+    p_left.add_argument("paths", nargs="*")
+    p_left.add_argument("--table", default=str(RESULTS_TABLE))
     args = parser.parse_args()
     if getattr(args, "resume", False) and not args.table:
         parser.error("--resume needs --table")
-    return {"list": command_list, "run": command_run, "score": command_score}[args.command](args)
+    commands = {"list": command_list, "run": command_run, "score": command_score,
+                "survivors": command_survivors}
+    return commands[args.command](args)
 
 
 if __name__ == "__main__":

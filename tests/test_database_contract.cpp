@@ -784,3 +784,68 @@ TEST(DataBlockEdges, WalksFromSlotZeroToTheBound) {
     EXPECT_FALSE(QSV_DataBlock::IndexIterator(block, 3, 3).IsValid());
     EXPECT_TRUE(QSV_DataBlock::IndexIterator(block, 10, 2) == block.End());
 }
+
+// A view copied holds bytes of its own; Clear zeroes them; every typed access refuses items of
+// another type, lists and texts included; views the block makes are of its layout.
+TEST(DataRecordEdges, CopiesClearsAndEveryTypedAccess) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "ITDS", pool);
+    QSV_DataRecord record(block);
+    record.SetInteger(1, 5);
+    const double tensor[6] = {1, 2, 3, 4, 5, 6};
+    record.SetTensor(2, tensor);
+    record.SetDoubleList(3, {0.5, -1});
+    const QSV_ConstDataRecord copy(record);
+    record.SetInteger(1, 6);
+    EXPECT_EQ(copy.GetInteger(1), 5);
+    double back[6] = {};
+    copy.GetTensor(2, back);
+    EXPECT_TRUE(std::equal(back, back + 6, tensor));
+    std::vector<double> reals;
+    copy.GetDoubleList(3, reals);
+    EXPECT_EQ(reals, (std::vector<double>{0.5, -1}));
+    EXPECT_EQ(copy.GetString(4), "");
+    record.Clear();
+    EXPECT_EQ(record.GetInteger(1), 0);
+
+    const std::string tag = "|%P|BrelonDbConnector|QSV_DataRecord";
+    const std::string wrong = "Record item 1 of ONF block -1 is of type 1, which this access "
+                              "does not serve.";
+    std::vector<int> ints;
+    ExpectFailure([&] { record.GetString(1); }, "", tag, wrong);
+    ExpectFailure([&] { record.GetIntList(1, ints); }, "", tag, wrong);
+    ExpectFailure([&] { record.GetDoubleList(1, reals); }, "", tag, wrong);
+    ExpectFailure([&] { record.SetString(1, "x"); }, "", tag, wrong);
+    ExpectFailure([&] { record.SetIntList(1, {1}); }, "", tag, wrong);
+    ExpectFailure([&] { record.SetDoubleList(1, {1.0}); }, "", tag, wrong);
+
+    std::unique_ptr<QSV_DataRecord> made(block.CreateDataRecord());
+    std::unique_ptr<QSV_ConstDataRecord> madeConst(
+        static_cast<const MemBlock&>(block).CreateDataRecord());
+    EXPECT_EQ(made->GetBufferSize(), record.GetBufferSize());
+    EXPECT_EQ(madeConst->GetBufferSize(), record.GetBufferSize());
+}
+
+// A pattern of variant 0 takes plain blocks and no other variant; a database deletes one block by
+// its descriptor; the base of a block keeps no stored form of records or lists.
+TEST(DatabaseEdges, VariantZeroSingleDeletesAndNoStoredForm) {
+    QSV_DataDescriptorPattern variant0(Descriptor(200));
+    variant0.SetSecondInteger(0);
+    EXPECT_TRUE(variant0.Matches(Descriptor(200)));
+    EXPECT_TRUE(variant0.Matches(Descriptor(200, 0)));
+    EXPECT_FALSE(variant0.Matches(Descriptor(200, 1)));
+
+    MemDatabase db;
+    db.FetchDataBlock(Descriptor(200, 1), 0, 0, "I");
+    db.FetchDataBlock(Descriptor(200, 2), 0, 0, "I");
+    db.DeleteDataBlock(Descriptor(200, 1));
+    EXPECT_FALSE(db.HasBlock(Descriptor(200, 1)));
+    EXPECT_TRUE(db.HasBlock(Descriptor(200, 2)));
+
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "IL", pool);
+    QSV_DataRecord record(block);
+    QSV_IntArray list;
+    EXPECT_FALSE(block.QSV_DataBlock::GetStoredRecord(0, record));
+    EXPECT_FALSE(block.QSV_DataBlock::GetStoredIntList(0, list));
+}
