@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
 
 namespace {
@@ -848,4 +849,85 @@ TEST(DatabaseEdges, VariantZeroSingleDeletesAndNoStoredForm) {
     QSV_IntArray list;
     EXPECT_FALSE(block.QSV_DataBlock::GetStoredRecord(0, record));
     EXPECT_FALSE(block.QSV_DataBlock::GetStoredIntList(0, list));
+}
+
+// An id record holds every kind of item and refuses items of another type; equality looks at each
+// part; a record read into one that held another record keeps nothing of it.
+TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
+    BrelonOnfIdMapsPool pool;
+    MemBlock block(Descriptor(-1), "IFRVTSLD", pool);
+    QSV_IdDataRecord record(block);
+    const double vector[3] = {1, 2, 3};
+    const double tensor[6] = {1, 2, 3, 4, 5, 6};
+    record.SetInteger(1, 4);
+    record.SetReal(2, 0.1);
+    record.SetReal(3, 0.1);
+    record.SetVector(4, vector);
+    record.SetTensor(5, tensor);
+    record.SetString(6, "text");
+    record.SetIntList(7, {1, 2});
+    record.SetDoubleList(8, {0.5});
+    record.SetKeyName("key");
+    EXPECT_EQ(record.GetReal(2), static_cast<double>(0.1f));
+    EXPECT_EQ(record.GetReal(3), 0.1);
+    double back[6] = {};
+    record.GetVector(4, back);
+    EXPECT_TRUE(std::equal(vector, vector + 3, back));
+    record.GetTensor(5, back);
+    EXPECT_TRUE(std::equal(tensor, tensor + 6, back));
+    EXPECT_TRUE(record.HasKeyName());
+    EXPECT_EQ(record.GetKeyName(), "key");
+
+    using Change = std::function<void(QSV_IdDataRecord&)>;
+    const Change changes[] = {
+        [](QSV_IdDataRecord& r) { r.SetKeyName("other"); },
+        [](QSV_IdDataRecord& r) { r.SetKeyId(0); },
+        [](QSV_IdDataRecord& r) { r.SetInteger(1, 5); },
+        [](QSV_IdDataRecord& r) { r.SetString(6, "other"); },
+        [](QSV_IdDataRecord& r) { r.SetIntList(7, {2}); },
+        [](QSV_IdDataRecord& r) { r.SetDoubleList(8, {}); },
+    };
+    for (const Change& change : changes) {
+        QSV_IdDataRecord copy(block);
+        copy = record;
+        EXPECT_TRUE(copy == record);
+        change(copy);
+        EXPECT_FALSE(copy == record);
+    }
+    QSV_IdDataRecord numbered(block);
+    numbered.SetKeyId(1);
+    QSV_IdDataRecord other(numbered);
+    other.SetKeyId(2);
+    EXPECT_FALSE(other == numbered);
+
+    const std::string tag = "|%P|BrelonDbConnector|QSV_IdDataRecord";
+    const std::string wrong = "Record item 1 of ONF block -1 is of type 1, which this access "
+                              "does not serve.";
+    const std::function<void()> refused[] = {
+        [&] { record.GetReal(1); },         [&] { record.GetVector(1, back); },
+        [&] { record.GetTensor(1, back); }, [&] { record.GetString(1); },
+        [&] { record.GetIntList(1); },      [&] { record.GetDoubleList(1); },
+        [&] { record.SetReal(1, 1); },      [&] { record.SetVector(1, back); },
+        [&] { record.SetTensor(1, back); }, [&] { record.SetString(1, ""); },
+        [&] { record.SetIntList(1, {}); },  [&] { record.SetDoubleList(1, {}); },
+    };
+    for (const auto& access : refused) {
+        ExpectFailure(access, "", tag, wrong);
+    }
+    ExpectFailure([&] { record.GetInteger(2); }, "", tag,
+                  "Record item 2 of ONF block -1 is of type 3, which this access does not serve.");
+
+    QSV_IdDataBlock adapter(block, pool, true);
+    adapter.SetRecord(1, record);
+    QSV_IdDataRecord plain(block);
+    plain.SetKeyId(2);
+    adapter.SetRecord(2, plain);
+    QSV_IdDataRecord read(block);
+    ASSERT_TRUE(adapter.GetRecord(1, read));
+    ASSERT_TRUE(adapter.GetRecord(2, read));
+    EXPECT_EQ(read.GetInteger(1), 0);
+    EXPECT_EQ(read.GetString(6), "");
+    EXPECT_TRUE(read.GetIntList(7).empty());
+    EXPECT_TRUE(read.GetDoubleList(8).empty());
+    EXPECT_FALSE(read.HasKeyName());
 }
