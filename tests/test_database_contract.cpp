@@ -931,3 +931,19 @@ TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
     EXPECT_TRUE(read.GetDoubleList(8).empty());
     EXPECT_FALSE(read.HasKeyName());
 }
+
+// Group descriptors order strictly and compare by type and name; a map lists the item types it
+// holds groups of.
+TEST(GroupMapEdges, DescriptorsOrderStrictlyAndMapsListTheirTypes) {
+    const QSV_GroupDescriptor node("a", ITEM_TYPE_NODE);
+    EXPECT_FALSE(node < node);
+    EXPECT_TRUE(node == QSV_GroupDescriptor("a", ITEM_TYPE_NODE));
+    EXPECT_FALSE(node == QSV_GroupDescriptor("b", ITEM_TYPE_NODE));
+    EXPECT_FALSE(node == QSV_GroupDescriptor("a", ITEM_TYPE_ELEMENT));
+
+    QSV_GroupMap map;
+    EXPECT_TRUE(map.GetItemTypes().empty());
+    map.AddGroup(QSV_Group("n", ITEM_TYPE_NODE, {1}));
+    map.AddGroup(QSV_Group("e", ITEM_TYPE_ELEMENT, {2}));
+    EXPECT_EQ(map.GetItemTypes(), (std::vector<QSV_ItemType>{ITEM_TYPE_ELEMENT, ITEM_TYPE_NODE}));
+}
