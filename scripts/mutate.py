@@ -394,9 +394,10 @@ class Scratch:
         if (build / "build.ninja").exists():
             return
         # Quick compiles: no debug information, light optimisation, assertions as in a release.
+        # A build type of its own, so that no flags of a standard one are added.
         flags = "-O1 -g0 -DNDEBUG"
         result = run_quiet(["cmake", "-S", str(self.tree), "-B", str(build), "-G", "Ninja",
-                            "-DCMAKE_BUILD_TYPE=", f"-DCMAKE_CXX_FLAGS={flags}",
+                            "-DCMAKE_BUILD_TYPE=Mutation", f"-DCMAKE_CXX_FLAGS={flags}",
                             "-DONF_BUILD_BENCH=OFF", "-DONF_BUILD_FUZZ=OFF", "-DONF_WERROR=OFF",
                             f"-DONF_SANITIZE={'ON' if self.sanitize else 'OFF'}",
                             "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", *extra])
