@@ -539,6 +539,9 @@ def component_tests():
     for cmake in sorted((ROOT / "cmake" / "components").glob("*.cmake")):
         text = cmake.read_text(encoding="utf-8")
         sources = re.findall(r"\b((?:src|services)/[\w/.]+\.(?:cpp|h))", text)
+        for folder in re.findall(r"onf_add_engine_folder\((\w+)\)", text):
+            sources += [f.relative_to(ROOT).as_posix() for f in (ROOT / "src" / folder).rglob("*")
+                        if f.suffix in (".cpp", ".h")]
         tests = re.findall(r"onf_add_test\((\w+)", text)
         for s in sources:
             tests_of.setdefault(s, [])
