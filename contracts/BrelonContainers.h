@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -477,39 +478,93 @@ private:
 };
 
 // ---------------------------------------------------------------------------------------------
-// BrelonRadixTrieMap
+// BrelonRadixTrieMap, BrelonIdIndexTrie
 
 namespace onf_detail {
-// One level of the trie: the keys of one length in bytes.
-struct RadixTrieLevel {
-    int64_t root;   // slot offset of the level's root node, -1 while there is none
-    uint32_t mask;  // the byte of this level's length
-    uint32_t shift; // bits to shift the masked byte down
-};
-
-// Ascending walk over the slots of a trie, with no recursion: the depth is at most four.
-class RadixTrieCursor {
+// The nodes of a byte-wise trie over 32-bit keys, for BrelonRadixTrieMap and BrelonIdIndexTrie.
+// There is one root for each key length in bytes (1 to 4), and each node indexes one byte of a
+// key, from the highest byte of its length down, so that a lookup is at most four byte steps with
+// no hashing, and a walk in slot order visits keys in ascending order as unsigned numbers.
+//
+// A key leads to a payload, a number below 2^31 chosen by the owner (the index of a pair, the
+// index of an id). Nodes adapt to what they hold, so that memory follows the keys whatever their
+// pattern:
+//   - a root, and a node of more than 32 children, is full: 256 child references (1 KiB);
+//   - a smaller node is sparse: its children's bytes in ascending order and their references, in
+//     room for 2, 4, ..., 32 children; it moves to a node of twice the room when it fills;
+//   - a subtree that holds one key is no node at all: its parent's reference holds the payload,
+//     and the owner's KeyOf tells that key from others of its prefix, until a second key comes.
+// Dense keys thus cost 4 bytes each in full nodes, and no pattern of keys costs more than about
+// 40 (a full node of 33 keys); keys scattered at random over the 32-bit range cost about 20. All nodes lie in one vector of 32-bit words; a node that moves leaves its words
+// to the next node of its size.
+class RadixTrieNodes {
 public:
-    static constexpr size_t END = static_cast<size_t>(-1);
-    // The next pair index in ascending key order, or END.
-    size_t Next(const RadixTrieLevel* levels, const int64_t* slots);
-    bool AtEnd() const { return m_Level == 4; }
+    static constexpr uint32_t NONE = 0xFFFFFFFFu;        // no payload
+    static constexpr uint32_t MAX_PAYLOAD = 0x7FFFFFFEu; // the largest payload
+    using KeyOf = uint32_t (*)(const void* owner, uint32_t payload);
+
+    // The payload of `key`, or NONE. `keyOf(owner, payload)` is the key of a stored payload.
+    uint32_t Find(uint32_t key, KeyOf keyOf, const void* owner) const;
+    // The payload of `key`; where the key is absent, `payload` is stored for it, returned, and
+    // `inserted` set. Throws std::length_error for a payload above MAX_PAYLOAD, std::bad_alloc
+    // where memory runs out; either way the trie holds what it held before.
+    uint32_t Insert(uint32_t key, uint32_t payload, KeyOf keyOf, const void* owner, bool& inserted);
+    // Removes every key; capacity is kept.
+    void Clear();
+    void Swap(RadixTrieNodes& other) noexcept;
+    size_t NumNodes() const { return m_NumNodes; }
+    // Bytes the nodes hold, free room included.
+    size_t MemoryBytes() const { return m_Words.capacity() * sizeof(uint32_t); }
+    // The level of a key: its length in bytes minus one, 0 for key 0.
+    static int LevelOf(uint32_t key);
+
+    // Walks the payloads in ascending key order, with no recursion (the depth is at most four).
+    // It must not run across an insertion.
+    class Cursor {
+    public:
+        // The next payload, or NONE.
+        uint32_t Next(const RadixTrieNodes& nodes);
+
+    private:
+        int m_Level = 0;  // 4 once every level is done
+        int m_Depth = -1; // -1: the level is not entered yet
+        uint32_t m_Node[4] = {0, 0, 0, 0};
+        uint32_t m_Position[4] = {0, 0, 0, 0};
+    };
 
 private:
-    int m_Level = 0;  // 4 once every level is done
-    int m_Depth = -1; // -1: the level is not entered yet
-    int64_t m_Node[4] = {0, 0, 0, 0};
-    int m_Slot[4] = {0, 0, 0, 0};
+    static constexpr uint32_t ENTRY = 0x80000000u; // a reference that holds a payload
+    static constexpr uint32_t FULL = 0;            // the kind of a full node; 1 to 6 are sparse
+    static constexpr uint32_t LARGEST_SPARSE = 5;  // room for 2^5 children
+
+    static uint32_t Room(uint32_t kind) { return 1u << kind; }
+    static uint32_t KeyWords(uint32_t kind) { return (Room(kind) + 3) / 4; }
+    static size_t NodeWords(uint32_t kind) {
+        return kind == FULL ? 257 : 1 + KeyWords(kind) + Room(kind);
+    }
+    uint32_t ChildRef(uint32_t node, uint32_t byte) const;
+    size_t ChildSlot(uint32_t node, uint32_t byte) const;
+    bool RefAt(uint32_t node, uint32_t position, uint32_t& ref) const;
+    uint32_t NewNode(uint32_t kind);
+    void FreeNode(uint32_t node);
+    void AddChild(uint32_t node, size_t parentSlot, uint32_t byte, uint32_t ref);
+    uint32_t Grow(uint32_t node, size_t parentSlot);
+
+    // Word 0 stays unused, so that reference 0 means "none"; a node's first word is its header:
+    // its kind, and its number of children above bit 8.
+    std::vector<uint32_t> m_Words;
+    uint32_t m_Roots[4] = {0, 0, 0, 0};
+    uint32_t m_FreeNodes[LARGEST_SPARSE + 1] = {0, 0, 0, 0, 0, 0};
+    size_t m_NumNodes = 0;
 };
 } // namespace onf_detail
 
-// A map from a 32-bit integer key to a value: a byte-wise trie with one root for each key length
-// in bytes (1 to 4), all nodes of 256 slots in one vector, and the (key, value) pairs in insertion
-// order in another. A lookup is at most four byte steps, with no hashing. Iteration visits keys
-// in ascending order as unsigned numbers, so negative keys come last. Pointers and references to
-// values stay valid until the next insertion (the pair vector may grow). A node costs 2 KiB:
-// dense keys share nodes, while widely scattered keys cost up to four nodes each. Iteration and
-// ForEach must not run across an insertion.
+// A map from a 32-bit integer key to a value: the trie of onf_detail::RadixTrieNodes over the
+// keys, whose payloads index the (key, value) pairs, kept in insertion order in a vector. A lookup
+// is at most four byte steps, with no hashing. Iteration visits keys in ascending order as
+// unsigned numbers, so negative keys come last. Pointers and references to values stay valid until
+// the next insertion (the pair vector may grow). Iteration and ForEach must not run across an
+// insertion. At most 2^31 - 1 keys (std::length_error beyond).
 template <typename K, typename V>
 class BrelonRadixTrieMap {
     static_assert(std::is_integral<K>::value && sizeof(K) == 4, "keys are 32-bit integers");
@@ -518,49 +573,73 @@ public:
     using key_type = K;
     using mapped_type = V;
     using value_type = std::pair<const K, V>;
-    static constexpr size_t NODE_SLOTS = 256;
 
     template <bool IsConst>
     class Iterator;
     using iterator = Iterator<false>;
     using const_iterator = Iterator<true>;
 
-    BrelonRadixTrieMap() { ResetLevels(); }
+    BrelonRadixTrieMap() = default;
     BrelonRadixTrieMap(const BrelonRadixTrieMap&) = default;
     BrelonRadixTrieMap(BrelonRadixTrieMap&&) noexcept = default;
     BrelonRadixTrieMap& operator=(BrelonRadixTrieMap other) noexcept {
         Swap(other);
         return *this;
     }
-    void Swap(BrelonRadixTrieMap& other) noexcept;
+    void Swap(BrelonRadixTrieMap& other) noexcept {
+        m_Nodes.Swap(other.m_Nodes);
+        m_Pairs.swap(other.m_Pairs);
+    }
 
     // Adds (key, value) unless the key is there. Returns the index of the key's pair, and sets
     // `inserted` to true when the pair is new; an existing key keeps its pair and value.
-    size_t Insert(K key, const V& value, bool& inserted);
-    size_t Insert(K key, V&& value, bool& inserted);
+    size_t Insert(K key, const V& value, bool& inserted) {
+        return InsertPair(key, value, inserted);
+    }
+    size_t Insert(K key, V&& value, bool& inserted) {
+        return InsertPair(key, std::move(value), inserted);
+    }
     size_t Insert(K key, const V& value) {
         bool inserted;
         return Insert(key, value, inserted);
     }
     // The key's value, or null when absent.
-    V* Find(K key);
-    const V* Find(K key) const;
+    V* Find(K key) {
+        const size_t pair = FindPair(key);
+        return pair == NO_PAIR ? nullptr : &m_Pairs[pair].second;
+    }
+    const V* Find(K key) const {
+        const size_t pair = FindPair(key);
+        return pair == NO_PAIR ? nullptr : &m_Pairs[pair].second;
+    }
     bool Has(K key) const { return FindPair(key) != NO_PAIR; }
     // The key's value; a missing key is inserted with V().
-    V& operator[](K key);
+    V& operator[](K key) {
+        bool inserted;
+        return m_Pairs[InsertPair(key, V(), inserted)].second;
+    }
 
     size_t Size() const { return m_Pairs.size(); }
     bool IsEmpty() const { return m_Pairs.empty(); }
     // Removes every key; capacity is kept.
-    void Clear();
+    void Clear() {
+        m_Nodes.Clear();
+        m_Pairs.clear();
+    }
     // Room for `count` pairs.
     void Reserve(size_t count) { m_Pairs.reserve(count); }
     // The pairs in insertion order; the pair index that Insert returns indexes this vector.
     const std::vector<value_type>& GetPairs() const { return m_Pairs; }
-    // Number of trie nodes (each of NODE_SLOTS slots).
-    size_t NumNodes() const { return m_Slots.size() / NODE_SLOTS; }
+    // Number of trie nodes (see onf_detail::RadixTrieNodes).
+    size_t NumNodes() const { return m_Nodes.NumNodes(); }
+    // Bytes held by the nodes and the pairs, free room included.
+    size_t MemoryBytes() const {
+        return m_Nodes.MemoryBytes() + m_Pairs.capacity() * sizeof(value_type);
+    }
     // The level of a key: its length in bytes minus one, 0 for key 0.
-    static int LevelOf(K key);
+    static int LevelOf(K key) {
+        return onf_detail::RadixTrieNodes::LevelOf(static_cast<uint32_t>(key));
+    }
 
     // Ascending iteration, usable in range-for.
     iterator begin() { return iterator(this); }
@@ -569,9 +648,19 @@ public:
     const_iterator end() const { return const_iterator(); }
     // Calls f(key, value) for every pair in ascending key order.
     template <typename F>
-    void ForEach(F&& f);
+    void ForEach(F&& f) {
+        onf_detail::RadixTrieNodes::Cursor cursor;
+        for (uint32_t p; (p = cursor.Next(m_Nodes)) != onf_detail::RadixTrieNodes::NONE;) {
+            f(m_Pairs[p].first, m_Pairs[p].second);
+        }
+    }
     template <typename F>
-    void ForEach(F&& f) const;
+    void ForEach(F&& f) const {
+        onf_detail::RadixTrieNodes::Cursor cursor;
+        for (uint32_t p; (p = cursor.Next(m_Nodes)) != onf_detail::RadixTrieNodes::NONE;) {
+            f(m_Pairs[p].first, m_Pairs[p].second);
+        }
+    }
 
     // Walks the pairs in ascending key order; the const form for a const map.
     template <bool IsConst>
@@ -601,23 +690,90 @@ public:
         bool operator!=(const Iterator& other) const { return m_Pair != other.m_Pair; }
 
     private:
-        void Advance() { m_Pair = m_Cursor.Next(m_Map->m_Levels, m_Map->m_Slots.data()); }
+        void Advance() { m_Pair = m_Cursor.Next(m_Map->m_Nodes); }
         Map* m_Map = nullptr;
-        onf_detail::RadixTrieCursor m_Cursor;
-        size_t m_Pair = onf_detail::RadixTrieCursor::END;
+        onf_detail::RadixTrieNodes::Cursor m_Cursor;
+        uint32_t m_Pair = onf_detail::RadixTrieNodes::NONE;
     };
 
 private:
     static constexpr size_t NO_PAIR = static_cast<size_t>(-1);
-    void ResetLevels();
-    int64_t NewNode();
-    size_t FindPair(K key) const;
-    // The slot offset of the key's leaf slot, making the nodes on the way.
-    size_t LeafSlotIndex(K key);
+    static uint32_t KeyOfPair(const void* owner, uint32_t pair) {
+        return static_cast<uint32_t>(
+            static_cast<const BrelonRadixTrieMap*>(owner)->m_Pairs[pair].first);
+    }
+    size_t FindPair(K key) const {
+        const uint32_t pair = m_Nodes.Find(static_cast<uint32_t>(key), &KeyOfPair, this);
+        return pair == onf_detail::RadixTrieNodes::NONE ? NO_PAIR : pair;
+    }
+    // The new pair is made before the trie refers to it, so that a value whose copy fails leaves
+    // the map as it was.
+    template <typename Value>
+    size_t InsertPair(K key, Value&& value, bool& inserted) {
+        const size_t found = FindPair(key);
+        inserted = found == NO_PAIR;
+        if (!inserted) {
+            return found;
+        }
+        if (m_Pairs.size() > onf_detail::RadixTrieNodes::MAX_PAYLOAD) {
+            throw std::length_error("BrelonRadixTrieMap: more than 2^31 - 1 keys");
+        }
+        m_Pairs.emplace_back(key, std::forward<Value>(value));
+        try {
+            bool added;
+            m_Nodes.Insert(static_cast<uint32_t>(key), static_cast<uint32_t>(m_Pairs.size() - 1),
+                           &KeyOfPair, this, added);
+        } catch (...) {
+            m_Pairs.pop_back();
+            throw;
+        }
+        return m_Pairs.size() - 1;
+    }
 
-    onf_detail::RadixTrieLevel m_Levels[4];
-    std::vector<int64_t> m_Slots;
+    onf_detail::RadixTrieNodes m_Nodes;
     std::vector<value_type> m_Pairs;
+};
+
+// The trie of an id map: each integer id to its index, the index being the payload itself. The
+// id of an index stands in the id map's own vector (index to id), which the trie is pointed at and
+// reads where it must tell two ids apart, so that an id costs no stored pair: 4 bytes in the trie
+// for dense ids, about 12 for ids scattered over the 32-bit range. Indices stay below 2^31.
+class BrelonIdIndexTrie {
+public:
+    static constexpr size_t NOT_FOUND = static_cast<size_t>(-1);
+
+    explicit BrelonIdIndexTrie(const std::vector<int>* ids = nullptr) : m_Ids(ids) {}
+    // The vector of the id of each index; a copied trie must be pointed at its own owner's.
+    void SetIds(const std::vector<int>* ids) { m_Ids = ids; }
+    // The index of `id`, or NOT_FOUND.
+    size_t Find(int id) const {
+        const uint32_t index = m_Nodes.Find(static_cast<uint32_t>(id), &IdOf, m_Ids);
+        return index == onf_detail::RadixTrieNodes::NONE ? NOT_FOUND : index;
+    }
+    bool Has(int id) const { return Find(id) != NOT_FOUND; }
+    // The index of `id`; where the id is absent, `index` is stored for it, returned and
+    // `inserted` set. The ids vector must hold `id` at `index` already. Throws std::length_error
+    // for an index of 2^31 or more, and leaves the trie as it was when it throws.
+    size_t Insert(int id, size_t index, bool& inserted);
+    // Calls f(id, index) for every id in ascending order as unsigned numbers.
+    template <typename F>
+    void ForEach(F&& f) const {
+        onf_detail::RadixTrieNodes::Cursor cursor;
+        for (uint32_t index; (index = cursor.Next(m_Nodes)) != onf_detail::RadixTrieNodes::NONE;) {
+            f((*m_Ids)[index], static_cast<size_t>(index));
+        }
+    }
+    void Clear() { m_Nodes.Clear(); }
+    size_t NumNodes() const { return m_Nodes.NumNodes(); }
+    size_t MemoryBytes() const { return m_Nodes.MemoryBytes(); }
+
+private:
+    static uint32_t IdOf(const void* ids, uint32_t index) {
+        return static_cast<uint32_t>((*static_cast<const std::vector<int>*>(ids))[index]);
+    }
+
+    onf_detail::RadixTrieNodes m_Nodes;
+    const std::vector<int>* m_Ids;
 };
 
 // =============================================================================================
@@ -849,7 +1005,7 @@ void QSV_IntSetIntvl<T>::Subtract(const QSV_IntSetIntvl& other) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// BrelonRadixTrieMap
+// RadixTrieNodes
 
 namespace onf_detail {
 // Level of a key by 1070 minus the biased exponent of (double)(k + 0.5): 16 for a key with bit
@@ -861,174 +1017,50 @@ inline constexpr int8_t kRadixTrieLevelOfExponent[49] = {
     1, 1, 1, 1, 1, 1, 1, 1,                         // bits 15 to 8
     0, 0, 0, 0, 0, 0, 0, 0, 0};                     // bits 7 to 0, and key 0
 
-inline size_t RadixTrieCursor::Next(const RadixTrieLevel* levels, const int64_t* slots) {
-    while (m_Level < 4) {
-        if (m_Depth < 0) {
-            const int64_t root = levels[m_Level].root;
-            if (root < 0) {
-                ++m_Level;
-                continue;
-            }
-            m_Depth = 0;
-            m_Node[0] = root;
-            m_Slot[0] = 0;
-        }
-        if (m_Slot[m_Depth] == 256) {
-            if (--m_Depth < 0) {
-                ++m_Level;
-            }
-            continue;
-        }
-        const int64_t slot = slots[m_Node[m_Depth] + m_Slot[m_Depth]++];
-        if (slot < 0) {
-            continue;
-        }
-        // A key of level L runs through L + 1 nodes: the slot of the last one holds a pair.
-        if (m_Depth == m_Level) {
-            return static_cast<size_t>(slot);
-        }
-        ++m_Depth;
-        m_Node[m_Depth] = slot;
-        m_Slot[m_Depth] = 0;
-    }
-    return END;
-}
-} // namespace onf_detail
-
-template <typename K, typename V>
-int BrelonRadixTrieMap<K, V>::LevelOf(K key) {
-    const double value = static_cast<double>(static_cast<uint32_t>(key)) + 0.5;
+inline int RadixTrieNodes::LevelOf(uint32_t key) {
+    const double value = static_cast<double>(key) + 0.5;
     uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     const int exponent = static_cast<int>((bits >> 52) & 0x7FF);
-    return onf_detail::kRadixTrieLevelOfExponent[1070 - exponent];
+    return kRadixTrieLevelOfExponent[1070 - exponent];
 }
 
-template <typename K, typename V>
-void BrelonRadixTrieMap<K, V>::ResetLevels() {
-    for (uint32_t level = 0; level < 4; ++level) {
-        m_Levels[level] = {-1, 0xFFu << (8 * level), 8 * level};
+// The reference a node holds for a byte, 0 when it has none. A sparse node's bytes ascend: a byte
+// above the last is none of them (keys that come in ascending order ask that most), and the scan
+// stops at the first larger one.
+inline uint32_t RadixTrieNodes::ChildRef(uint32_t node, uint32_t byte) const {
+    const uint32_t* words = m_Words.data() + node;
+    const uint32_t kind = words[0] & 0xFFu;
+    if (kind == FULL) {
+        return words[1 + byte];
     }
-}
-
-template <typename K, typename V>
-void BrelonRadixTrieMap<K, V>::Swap(BrelonRadixTrieMap& other) noexcept {
-    std::swap(m_Levels, other.m_Levels);
-    m_Slots.swap(other.m_Slots);
-    m_Pairs.swap(other.m_Pairs);
-}
-
-template <typename K, typename V>
-int64_t BrelonRadixTrieMap<K, V>::NewNode() {
-    const int64_t offset = static_cast<int64_t>(m_Slots.size());
-    m_Slots.resize(m_Slots.size() + NODE_SLOTS, -1);
-    return offset;
-}
-
-template <typename K, typename V>
-size_t BrelonRadixTrieMap<K, V>::FindPair(K key) const {
-    const uint32_t u = static_cast<uint32_t>(key);
-    const int level = LevelOf(key);
-    int64_t node = m_Levels[level].root;
-    if (node < 0) {
-        return NO_PAIR;
+    const uint32_t count = words[0] >> 8;
+    const unsigned char* keys = reinterpret_cast<const unsigned char*>(words + 1);
+    if (count == 0 || byte > keys[count - 1]) {
+        return 0;
     }
-    for (int j = level; j > 0; --j) {
-        node = m_Slots[static_cast<size_t>(node) + ((u & m_Levels[j].mask) >> m_Levels[j].shift)];
-        if (node < 0) {
-            return NO_PAIR;
+    for (uint32_t i = 0; keys[i] <= byte; ++i) {
+        if (keys[i] == byte) {
+            return words[1 + KeyWords(kind) + i];
         }
     }
-    const int64_t pair = m_Slots[static_cast<size_t>(node) + (u & 0xFFu)];
-    return pair < 0 ? NO_PAIR : static_cast<size_t>(pair);
+    return 0;
 }
 
-template <typename K, typename V>
-size_t BrelonRadixTrieMap<K, V>::LeafSlotIndex(K key) {
-    const uint32_t u = static_cast<uint32_t>(key);
-    const int level = LevelOf(key);
-    if (m_Levels[level].root < 0) {
-        const int64_t root = NewNode();
-        m_Levels[level].root = root;
+// Down from the key's root until a reference holds a payload. Below the last byte the path has
+// named every byte of the key; above it, the payload stands for the one key of its subtree,
+// which may be another key of the same prefix.
+inline uint32_t RadixTrieNodes::Find(uint32_t key, KeyOf keyOf, const void* owner) const {
+    int depth = LevelOf(key);
+    uint32_t ref = m_Roots[depth];
+    while (ref != 0 && (ref & ENTRY) == 0) {
+        ref = ChildRef(ref, (key >> (8 * depth)) & 0xFFu);
+        --depth;
     }
-    int64_t node = m_Levels[level].root;
-    for (int j = level; j > 0; --j) {
-        const size_t slot =
-            static_cast<size_t>(node) + ((u & m_Levels[j].mask) >> m_Levels[j].shift);
-        if (m_Slots[slot] < 0) {
-            const int64_t child = NewNode(); // may move m_Slots: index again below
-            m_Slots[slot] = child;
-        }
-        node = m_Slots[slot];
+    if (ref == 0) {
+        return NONE;
     }
-    return static_cast<size_t>(node) + (u & 0xFFu);
+    const uint32_t payload = ref & ~ENTRY;
+    return depth < 0 || keyOf(owner, payload) == key ? payload : NONE;
 }
-
-template <typename K, typename V>
-size_t BrelonRadixTrieMap<K, V>::Insert(K key, const V& value, bool& inserted) {
-    const size_t slot = LeafSlotIndex(key);
-    inserted = m_Slots[slot] < 0;
-    if (inserted) {
-        m_Pairs.emplace_back(key, value);
-        m_Slots[slot] = static_cast<int64_t>(m_Pairs.size() - 1);
-    }
-    return static_cast<size_t>(m_Slots[slot]);
-}
-
-template <typename K, typename V>
-size_t BrelonRadixTrieMap<K, V>::Insert(K key, V&& value, bool& inserted) {
-    const size_t slot = LeafSlotIndex(key);
-    inserted = m_Slots[slot] < 0;
-    if (inserted) {
-        m_Pairs.emplace_back(key, std::move(value));
-        m_Slots[slot] = static_cast<int64_t>(m_Pairs.size() - 1);
-    }
-    return static_cast<size_t>(m_Slots[slot]);
-}
-
-template <typename K, typename V>
-V* BrelonRadixTrieMap<K, V>::Find(K key) {
-    const size_t pair = FindPair(key);
-    return pair == NO_PAIR ? nullptr : &m_Pairs[pair].second;
-}
-
-template <typename K, typename V>
-const V* BrelonRadixTrieMap<K, V>::Find(K key) const {
-    const size_t pair = FindPair(key);
-    return pair == NO_PAIR ? nullptr : &m_Pairs[pair].second;
-}
-
-template <typename K, typename V>
-V& BrelonRadixTrieMap<K, V>::operator[](K key) {
-    const size_t slot = LeafSlotIndex(key);
-    if (m_Slots[slot] < 0) {
-        m_Pairs.emplace_back(key, V());
-        m_Slots[slot] = static_cast<int64_t>(m_Pairs.size() - 1);
-    }
-    return m_Pairs[static_cast<size_t>(m_Slots[slot])].second;
-}
-
-template <typename K, typename V>
-void BrelonRadixTrieMap<K, V>::Clear() {
-    ResetLevels();
-    m_Slots.clear();
-    m_Pairs.clear();
-}
-
-template <typename K, typename V>
-template <typename F>
-void BrelonRadixTrieMap<K, V>::ForEach(F&& f) {
-    onf_detail::RadixTrieCursor cursor;
-    for (size_t p; (p = cursor.Next(m_Levels, m_Slots.data())) != NO_PAIR;) {
-        f(m_Pairs[p].first, m_Pairs[p].second);
-    }
-}
-
-template <typename K, typename V>
-template <typename F>
-void BrelonRadixTrieMap<K, V>::ForEach(F&& f) const {
-    onf_detail::RadixTrieCursor cursor;
-    for (size_t p; (p = cursor.Next(m_Levels, m_Slots.data())) != NO_PAIR;) {
-        f(m_Pairs[p].first, m_Pairs[p].second);
-    }
-}
+} // namespace onf_detail

@@ -28,6 +28,9 @@ public:
     virtual size_t GetCurrentIdx() const = 0;
     // Name of the underlying file, for messages.
     virtual const std::wstring& FileName() const = 0;
+    // The number of the block whose lines this source hands out, for messages; false for a
+    // source without blocks.
+    virtual bool GetBlockNumber(int& number) const;
 
 protected:
     TextLinesProvider& operator=(const TextLinesProvider&) = default;

@@ -310,6 +310,11 @@ namespace BrelonSysUtil {
 // True when the environment variable `name` is set and its value is neither empty nor one of
 // "0", "false", "no", "off" in any case. False for a null name.
 bool is_env_flag_set(const char* name);
+// Bytes of memory this process may still take, as far as the system tells: the memory the system
+// has available, within the process's limits on address space and data (RLIMIT_AS, RLIMIT_DATA)
+// and its container's limit (cgroup memory.max). SIZE_MAX where none of these can be read. A
+// snapshot for checks ahead of large allocations, not a promise.
+size_t memory_left();
 } // namespace BrelonSysUtil
 
 // Reads one line like std::getline and drops its line end, LF or CR LF (a CR in front of the end

@@ -68,10 +68,10 @@ public:
     size_t GetNumIndices() const { return m_IdxToId.size(); }
     // The trie of integer identities, for lookups without a virtual call; it lives as long as
     // the map.
-    const BrelonRadixTrieMap<int, size_t>* GetIdTrie() const { return &m_IdToIdx; }
+    const BrelonIdIndexTrie* GetIdTrie() const { return &m_IdToIdx; }
 
 protected:
-    // Reserves the index vector and the trie's pairs.
+    // Reserves the index vector.
     void ReserveStorage(size_t count) override;
 
 private:
@@ -79,7 +79,9 @@ private:
     void AllocateIndex(size_t idx);
 
     int32_t m_StringIds;
-    BrelonRadixTrieMap<int, size_t> m_IdToIdx;
+    // Each integer identity to its index, the index held in the trie itself: the identity of an
+    // index stands in m_IdxToId, which the trie reads, so no (identity, index) pair is stored.
+    BrelonIdIndexTrie m_IdToIdx;
     std::vector<int> m_IdxToId;
     BrelonStringsPool m_Names;
     std::vector<size_t> m_NameToIdx;

@@ -62,7 +62,7 @@ struct OnfBlockContext {
     QSV_IdMapsPool& m_IdMaps;
     // The trie inside the id map of each id type, by type, so that a block finds a record by id
     // without a virtual call; null for a type whose map keeps none.
-    const BrelonRadixTrieMap<int, size_t>* m_IdTries[ID_NONE + 1];
+    const BrelonIdIndexTrie* m_IdTries[ID_NONE + 1];
     OnfHelpers& m_Helpers;
 };
 
@@ -316,7 +316,7 @@ private:
     size_t m_NumItems = 0;
     size_t m_NumExpectedRecords;
     BrelonMemRecArray m_Records;
-    const BrelonRadixTrieMap<int, size_t>* m_IdTrie = nullptr;
+    const BrelonIdIndexTrie* m_IdTrie = nullptr;
     bool m_DirectIndexed = true;
     QSV_IdMap* m_IdMap = nullptr;
     OnfHelpers& m_Helpers;

@@ -86,6 +86,8 @@ public:
     // first_line plus the line index: an index into the file's lines.
     size_t GetCurrentIdx() const override;
     const std::wstring& FileName() const override { return m_FileName; }
+    // The number of the block ProvideBlock selected; false with none.
+    bool GetBlockNumber(int& number) const override;
 
     // The whole file's lines.
     const TextLinesParser& GetLines() const { return m_Lines; }

@@ -402,9 +402,33 @@ TEST(RadixTrie, LevelBoundaries) {
     trie.Insert(255, 2);
     EXPECT_EQ(trie.NumNodes(), 1u); // one node serves keys 0 to 255
     trie.Insert(256, 3);
-    EXPECT_EQ(trie.NumNodes(), 3u); // level 1: a root and a leaf
+    EXPECT_EQ(trie.NumNodes(), 2u); // level 1: a root, whose reference holds the one key
     trie.Insert(1 << 24, 4);
-    EXPECT_EQ(trie.NumNodes(), 7u); // level 3: four nodes
+    EXPECT_EQ(trie.NumNodes(), 3u); // level 3: a root alone
+    trie.Insert(257, 5);
+    EXPECT_EQ(trie.NumNodes(), 4u); // 256 and 257 share their first byte: a node below it
+}
+
+// Keys crowded under three prefixes fill nodes through every size, and keys alone under a prefix
+// are pushed down when a second comes: every key keeps its value, and its neighbours that were
+// never inserted are not found.
+TEST(RadixTrie, NodesGrowAndSplitWithoutLosingAKey) {
+    Trie trie;
+    std::map<uint32_t, int> reference;
+    std::mt19937 rng(11);
+    for (int i = 0; i < 20000; ++i) {
+        const uint32_t near = 0x12340000u + (rng() % 3) * 0x100u + rng() % (1u + rng() % 256);
+        const uint32_t key = rng() % 4 == 0 ? static_cast<uint32_t>(rng()) : near;
+        bool inserted = false;
+        trie.Insert(static_cast<int>(key), i, inserted);
+        EXPECT_EQ(inserted, reference.emplace(key, i).second);
+    }
+    for (const auto& [key, value] : reference) {
+        const int* found = trie.Find(static_cast<int>(key));
+        ASSERT_NE(found, nullptr) << key;
+        EXPECT_EQ(*found, value);
+        EXPECT_EQ(trie.Has(static_cast<int>(key + 1)), reference.count(key + 1) == 1) << key + 1;
+    }
 }
 
 TEST(RadixTrie, FindInsertAndPrefixes) {

@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <functional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -176,11 +177,13 @@ TEST(IdMapsPool, OwnsOneMapPerTypeAndCopiesDeeply) {
         EXPECT_EQ(&pool->GetIdMap(static_cast<QSV_IdType>(t)), pool->m_IdMaps[t]);
     }
     pool->GetIdMap(ID_NODE).AddId(11);
+    pool->GetIdMap(ID_NODE).AddId(70000); // alone under its prefix: the trie reads its id
     BrelonOnfIdMapsPool copy(*pool);
     EXPECT_NE(copy.m_IdMaps[0], pool->m_IdMaps[0]);
     pool->GetIdMap(ID_NODE).AddId(12);
-    pool.reset(); // the copy must neither share nor double-free the maps
+    pool.reset(); // the copy must neither share nor double-free the maps, nor read their ids
     EXPECT_TRUE(copy.GetIdMap(ID_NODE).HasId(11));
+    EXPECT_EQ(copy.GetIdMap(ID_NODE).GetIdx(70000), 1u);
     EXPECT_FALSE(copy.GetIdMap(ID_NODE).HasId(12));
 
     BrelonOnfIdMapsPool assigned;
@@ -191,6 +194,27 @@ TEST(IdMapsPool, OwnsOneMapPerTypeAndCopiesDeeply) {
 
     ExpectFailure([&] { assigned.GetIdMap(static_cast<QSV_IdType>(16)); }, "", kTag,
                   "No ID-map of type 16 exists in the pool.");
+}
+
+// Whatever the pattern of the ids, an id costs a bounded number of bytes: dense ids fill whole
+// nodes, ids 7 apart nodes just too full for a sparse one, ids 256 apart one node each, and
+// random ids scatter over the whole range.
+TEST(IdMap, AnIdCostsBoundedBytesWhateverThePattern) {
+    std::mt19937 random(3);
+    const std::pair<const char*, std::function<int(int)>> patterns[] = {
+        {"dense", [](int i) { return i; }},
+        {"7 apart", [](int i) { return 7 * i; }},
+        {"256 apart", [](int i) { return 256 * i; }},
+        {"random", [&random](int) { return static_cast<int>(random()); }}};
+    constexpr int kIds = 200000;
+    for (const auto& [name, idOf] : patterns) {
+        BrelonOnfIdMap map(ID_NODE);
+        for (int i = 0; i < kIds; ++i) {
+            map.FetchIdx(idOf(i));
+        }
+        const double bytes = double(map.GetIdTrie()->MemoryBytes() + 4 * map.GetNumIndices());
+        EXPECT_LT(bytes / kIds, 64.0) << name;
+    }
 }
 
 TEST(IdMapsPool, MergeCopiesEveryMap) {

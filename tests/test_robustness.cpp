@@ -15,6 +15,7 @@
 #include "OnfModifFile.h"
 #include "OnfResultRequestFile.h"
 #include "OnfTemporaryFile.h"
+#include "onf_list.h"
 
 #include <gtest/gtest.h>
 
@@ -34,6 +35,17 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ONF_TEST_UNDER_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ONF_TEST_UNDER_ASAN 1
+#endif
+#endif
+#ifndef ONF_TEST_UNDER_ASAN
+#define ONF_TEST_UNDER_ASAN 0
+#endif
 
 namespace {
 
@@ -504,6 +516,56 @@ TEST(Limits, AFoldedRunBeyondTheListLimitFailsOnBothRoutes) {
     EXPECT_EQ(failure.GetNested()->GetMessage(),
               "The ONF group 7 declares 2000000000 values, more than the 67108864 values a list "
               "may hold in line 5.");
+}
+
+// Twenty folded runs of 2^26 values each in a file of 629 bytes: each list is allowed, all of them
+// are more than the memory left, which is made small here by a limit on the address space. The
+// load fails in words, naming file, block and line, before it allocates, never with a bare
+// std::bad_alloc. (Under AddressSanitizer, whose shadow memory needs the address space, the limit
+// cannot be set.)
+TEST(Limits, AFileExpandingPastTheMemoryLeftFailsInWordsBeforeAllocating) {
+#if ONF_TEST_UNDER_ASAN
+    GTEST_SKIP() << "the address space limit cannot be set under AddressSanitizer";
+#endif
+    std::string records;
+    for (int group = 1; group <= 20; ++group) {
+        records +=
+            std::to_string(group) + ", 67108864, G" + std::to_string(group) + "\n1-67108864\n";
+    }
+    const std::string path = Put("runs.onf", "   -1\n200\n20\n" + records + "   -1\n");
+    rlimit saved;
+    getrlimit(RLIMIT_AS, &saved);
+    rlimit limit = saved;
+    std::ifstream statm("/proc/self/statm");
+    size_t pages = 0;
+    statm >> pages;
+    limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (size_t(1500) << 20);
+    setrlimit(RLIMIT_AS, &limit);
+    std::string message;
+    try {
+        OnfGroupsFile groups(Wide(path));
+        groups.Read();
+    } catch (const QSV_Failure& failure) {
+        message = failure.GetMessage();
+    } catch (const std::bad_alloc&) {
+        message = "std::bad_alloc";
+    }
+    // The stream route's group of 60 million values, with 64 MiB left.
+    limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (size_t(64) << 20);
+    setrlimit(RLIMIT_AS, &limit);
+    ONF_LINE_NR = 0;
+    std::istringstream stream("1, 60000000\nname\n1-60000000\n");
+    ONFNodeGroup group;
+    const QSV_Failure streamFailure = Failure([&] { stream >> group; });
+    setrlimit(RLIMIT_AS, &saved);
+    EXPECT_EQ(streamFailure.GetMessage(),
+              "The ONF group 1 declares 60000000 values, about 228 MiB, "
+              "more than the memory left in line 2.");
+    const std::regex expected("Error in ONF-file \"" + path +
+                              "\", block 200, line [0-9]+:\nThe list run \"1-67108864\" makes the "
+                              "list 67108864 values long, about 1024 MiB with what a list of ids "
+                              "makes beside it, but [0-9]+ MiB of memory are left\\.");
+    EXPECT_TRUE(std::regex_match(message, expected)) << message;
 }
 
 // Counts of entries and items far beyond the text allocate nothing up front: the stream route

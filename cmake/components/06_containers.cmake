@@ -5,6 +5,7 @@ target_sources(BrelonOnfEngine PRIVATE
     services/containers/BrelonStringsPool.cpp
     services/containers/BrelonContainers.cpp
     services/containers/LargeBuffer.cpp
+    services/containers/RadixTrie.cpp
     services/containers/QSV_IdMap.cpp)
 onf_add_test(test_containers tests/test_containers.cpp tests/test_containers_limits.cpp
     tests/AllocationFaults.cpp)

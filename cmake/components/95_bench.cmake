@@ -23,7 +23,8 @@ add_executable(onf_bare_parse bench/bare_parse.cpp)
 target_link_libraries(onf_bare_parse PRIVATE onf_bench_model)
 
 # Engine benchmarks join by adding their source here.
-add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp bench/engine.cpp)
+add_executable(onf_benchmarks bench/bench_common.cpp bench/baselines.cpp bench/engine.cpp
+                              bench/limits.cpp)
 target_link_libraries(onf_benchmarks PRIVATE onf_bench_model benchmark::benchmark)
 
 # The yardsticks' own test: writer and parser must agree with each other and with the grammar.

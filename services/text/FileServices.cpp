@@ -1,8 +1,16 @@
 // Strings, paths, files, streams and environment flags.
 #include "BrelonTextServices.h"
 
-#include <cstdlib>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
 
 namespace {
 
@@ -130,6 +138,59 @@ bool BrelonSysUtil::is_env_flag_set(const char* name) {
         }
     }
     return true;
+}
+
+namespace {
+
+// The first number behind `key` in the text file `path` (as "MemAvailable:    123 kB"), or false.
+bool ReadNumberAfter(const char* path, const char* key, unsigned long long& number) {
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.compare(0, std::strlen(key), key) == 0) {
+            return std::sscanf(line.c_str() + std::strlen(key), "%llu", &number) == 1;
+        }
+    }
+    return false;
+}
+
+// What a limit leaves beyond `used`; SIZE_MAX without a limit.
+size_t LeftUnder(unsigned long long limit, unsigned long long used) {
+    if (limit == static_cast<unsigned long long>(RLIM_INFINITY)) {
+        return SIZE_MAX;
+    }
+    return limit > used ? static_cast<size_t>(limit - used) : 0;
+}
+
+} // namespace
+
+size_t BrelonSysUtil::memory_left() {
+    size_t left = SIZE_MAX;
+    unsigned long long number = 0;
+    if (ReadNumberAfter("/proc/meminfo", "MemAvailable:", number)) {
+        left = std::min<size_t>(left, static_cast<size_t>(number) * 1024);
+    }
+    // Pages of the whole address space and of data (and stack), the measures of the two limits.
+    unsigned long long pages[7] = {0, 0, 0, 0, 0, 0, 0};
+    std::ifstream statm("/proc/self/statm");
+    for (unsigned long long& value : pages) {
+        statm >> value;
+    }
+    const unsigned long long pageSize = static_cast<unsigned long long>(sysconf(_SC_PAGESIZE));
+    rlimit limit;
+    if (getrlimit(RLIMIT_AS, &limit) == 0) {
+        left = std::min(left, LeftUnder(limit.rlim_cur, pages[0] * pageSize));
+    }
+    if (getrlimit(RLIMIT_DATA, &limit) == 0) {
+        left = std::min(left, LeftUnder(limit.rlim_cur, pages[5] * pageSize));
+    }
+    unsigned long long most = 0;
+    unsigned long long current = 0;
+    std::ifstream group("/sys/fs/cgroup/memory.max");
+    if (group >> most && ReadNumberAfter("/sys/fs/cgroup/memory.current", "", current)) {
+        left = std::min(left, LeftUnder(most, current));
+    }
+    return left;
 }
 
 std::istream& getline_dosunix(std::istream& is, std::string& line) {

@@ -13,6 +13,10 @@ static_assert(sizeof(wchar_t) == 4, "wide texts are expected to hold code points
 
 TextLinesProvider::~TextLinesProvider() = default;
 
+bool TextLinesProvider::GetBlockNumber(int&) const {
+    return false;
+}
+
 namespace {
 
 inline bool IsSpace(unsigned char c) {

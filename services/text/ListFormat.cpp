@@ -32,10 +32,35 @@ const char* const kMsgEmptyContinuation =
     "Error in ONF-file \"%s\", line %Iu:\nThe list goes on in an empty line.";
 const char* const kMsgTooLong =
     "Error in ONF-file \"%s\", line %Iu:\nThe list holds more than %Iu values.";
+const char* const kMsgNoMemory =
+    "Error in ONF-file \"%s\", %sline %Iu:\nThe list run \"%s\" makes the list %Iu values long, "
+    "about %Iu MiB with what a list of ids makes beside it, but %Iu MiB of memory are left.";
+
+// A run expands a few bytes of text into many values. One of a million values or more is checked
+// against the memory the process may still take, counting for each value of the list, besides its
+// own 4 bytes, its index and id map entry where the list holds ids, so that a file expanding past
+// what the machine holds fails in words before the allocation instead of with a bare
+// std::bad_alloc.
+constexpr uint64_t kCheckedRunValues = uint64_t(1) << 20;
+constexpr size_t kBytesPerListValue = 16;
 
 [[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const char* token) {
     std::string file = BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
     onf_detail::ThrowFailure(nullptr, kListTag, format, file.c_str(), lines.GetCurrentIdx(), token);
+}
+
+void CheckMemoryFor(TextLinesProvider& lines, const char* token, size_t numValues) {
+    const size_t needed = numValues * kBytesPerListValue;
+    const size_t left = BrelonSysUtil::memory_left();
+    if (needed <= left) {
+        return;
+    }
+    int number = 0;
+    const std::string block =
+        lines.GetBlockNumber(number) ? "block " + std::to_string(number) + ", " : std::string();
+    const std::string file = BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
+    onf_detail::ThrowFailure(nullptr, kListTag, kMsgNoMemory, file.c_str(), block.c_str(),
+                             lines.GetCurrentIdx(), token, numValues, needed >> 20, left >> 20);
 }
 
 [[noreturn]] void FailTooLong(TextLinesProvider& lines) {
@@ -121,6 +146,9 @@ void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int
     if (count == 1) {
         values.push_back(int(run.first));
         return;
+    }
+    if (count >= kCheckedRunValues) {
+        CheckMemoryFor(lines, token, values.size() + size_t(count));
     }
     // Geometric growth: reserving just the run would copy the whole list once per run.
     const size_t start = values.size();

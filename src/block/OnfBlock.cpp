@@ -166,8 +166,10 @@ bool OnfBlock::HasRecord(int id) const {
 
 long long OnfBlock::GetRecordIdx(int id) const {
     if (m_IdTrie != nullptr) {
-        const size_t* index = m_IdTrie->Find(id);
-        return index != nullptr && HasRecord(*index) ? static_cast<long long>(*index) : -1;
+        const size_t index = m_IdTrie->Find(id);
+        return index != BrelonIdIndexTrie::NOT_FOUND && HasRecord(index)
+                   ? static_cast<long long>(index)
+                   : -1;
     }
     // Without an id map the index is the id. The slot test goes first, so that the two scans
     // for the first and last set record run only for a slot that holds a record.
@@ -178,10 +180,8 @@ long long OnfBlock::GetRecordIdx(int id) const {
 }
 
 size_t OnfBlock::FetchIndex(int id) {
-    if (const size_t* index = m_IdTrie->Find(id)) {
-        return *index;
-    }
-    return m_IdMap->FetchIdx(id);
+    const size_t index = m_IdTrie->Find(id);
+    return index != BrelonIdIndexTrie::NOT_FOUND ? index : m_IdMap->FetchIdx(id);
 }
 
 size_t OnfBlock::GetWarrantedRecordIdx(int id, bool& created) {

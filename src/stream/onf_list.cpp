@@ -31,6 +31,20 @@ void CheckRun(int first, int last, int step) {
     }
 }
 
+// A group of a million values or more is checked against the memory the process may still take,
+// so that a file declaring more than the machine holds fails in words rather than with a bare
+// std::bad_alloc while its runs expand.
+void CheckMemoryFor(int id, size_t count) {
+    const size_t needed = count * sizeof(int);
+    if (count < (size_t(1) << 20) || needed <= BrelonSysUtil::memory_left()) {
+        return;
+    }
+    onf_detail::ThrowFailure(nullptr, TAG_GROUP,
+                             "The ONF group %d declares %Iu values, about %Iu MiB, more than the "
+                             "memory left%s",
+                             id, count, needed >> 20, onf_line_nr_msg().c_str());
+}
+
 // Reads `expected` values of the folded text into `out` (replacing its content). Values are
 // appended as they are read, so memory follows the input, not the expected count; a run that
 // would go past `expected` is cut there. Runs use 64-bit values so that a step near the end of
@@ -226,6 +240,7 @@ std::istream& operator>>(std::istream& is, ONFGroup& group) {
                                      id, count, QSV_ListFormatUtil::MAX_LIST_VALUES,
                                      onf_line_nr_msg().c_str());
         }
+        CheckMemoryFor(id, static_cast<size_t>(count));
         ReadListValues(is, values, static_cast<size_t>(count));
         is >> get_newline;
     }

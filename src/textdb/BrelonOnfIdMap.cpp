@@ -8,7 +8,6 @@
 
 namespace {
 const char* const kTag = "|%P|BrelonUtilities|QSV_Failure";
-constexpr size_t kNoIndex = static_cast<size_t>(-1);
 constexpr size_t kReservedIndices = 1024;
 constexpr size_t kNamesChunk = 0x10000;
 
@@ -21,13 +20,29 @@ int32_t StringIdsOf(QSV_IdType type) {
 const int BrelonOnfIdMap::ID_UNUSED = std::numeric_limits<int>::min();
 
 BrelonOnfIdMap::BrelonOnfIdMap(QSV_IdType type)
-    : QSV_IdMap(type), m_StringIds(StringIdsOf(type)), m_Names(kNamesChunk) {
+    : QSV_IdMap(type), m_StringIds(StringIdsOf(type)), m_IdToIdx(&m_IdxToId), m_Names(kNamesChunk) {
     m_IdxToId.reserve(kReservedIndices);
 }
 
-BrelonOnfIdMap::BrelonOnfIdMap(const BrelonOnfIdMap& other) = default;
+// The copied trie reads the identities of this map, not of the source.
+BrelonOnfIdMap::BrelonOnfIdMap(const BrelonOnfIdMap& other)
+    : QSV_IdMap(other), m_StringIds(other.m_StringIds), m_IdToIdx(other.m_IdToIdx),
+      m_IdxToId(other.m_IdxToId), m_Names(other.m_Names), m_NameToIdx(other.m_NameToIdx) {
+    m_IdToIdx.SetIds(&m_IdxToId);
+}
 
-BrelonOnfIdMap& BrelonOnfIdMap::operator=(const BrelonOnfIdMap& other) = default;
+BrelonOnfIdMap& BrelonOnfIdMap::operator=(const BrelonOnfIdMap& other) {
+    if (this != &other) {
+        QSV_IdMap::operator=(other);
+        m_StringIds = other.m_StringIds;
+        m_IdToIdx = other.m_IdToIdx;
+        m_IdToIdx.SetIds(&m_IdxToId);
+        m_IdxToId = other.m_IdxToId;
+        m_Names = other.m_Names;
+        m_NameToIdx = other.m_NameToIdx;
+    }
+    return *this;
+}
 
 BrelonOnfIdMap::~BrelonOnfIdMap() = default;
 
@@ -73,11 +88,18 @@ void BrelonOnfIdMap::GetName(size_t idx, std::string& name) const {
     GetId(idx, name);
 }
 
+// The identity goes into the index vector first, where the trie reads it; a trie that cannot take
+// it takes the vector's slot back, so that a failed allocation leaves the map as it was.
 size_t BrelonOnfIdMap::AddId(int id) {
     const size_t idx = m_IdxToId.size();
     m_IdxToId.push_back(id);
     bool inserted = false;
-    m_IdToIdx.Insert(id, idx, inserted);
+    try {
+        m_IdToIdx.Insert(id, idx, inserted);
+    } catch (...) {
+        m_IdxToId.pop_back();
+        throw;
+    }
     if (!inserted) {
         onf_detail::ThrowFailure("042166081318", kTag,
                                  "Attempting to add ID = %d twice to an ID-map of type %d!", id,
@@ -123,8 +145,7 @@ void BrelonOnfIdMap::CreateId(int id, size_t idx) {
                                  idx, static_cast<int>(m_Type), slot, id);
     }
     bool inserted = false;
-    const size_t pair = m_IdToIdx.Insert(id, idx, inserted);
-    const size_t existing = m_IdToIdx.GetPairs()[pair].second;
+    const size_t existing = m_IdToIdx.Insert(id, idx, inserted);
     if (!inserted && existing != idx) {
         onf_detail::ThrowFailure("053019040522", kTag,
                                  "Attempting to add ID = %d multiple times, but with a different "
@@ -153,8 +174,7 @@ size_t BrelonOnfIdMap::GetIdx(const std::string& name) const {
 }
 
 size_t BrelonOnfIdMap::GetIdx(int id) const {
-    const size_t* idx = m_IdToIdx.Find(id);
-    return idx != nullptr ? *idx : kNoIndex;
+    return m_IdToIdx.Find(id);
 }
 
 size_t BrelonOnfIdMap::FetchIdx(const std::string& name) {
@@ -170,8 +190,8 @@ size_t BrelonOnfIdMap::FetchIdx(const std::string& name) {
 }
 
 size_t BrelonOnfIdMap::FetchIdx(int id) {
-    const size_t* idx = m_IdToIdx.Find(id);
-    return idx != nullptr ? *idx : AddId(id);
+    const size_t idx = m_IdToIdx.Find(id);
+    return idx != BrelonIdIndexTrie::NOT_FOUND ? idx : AddId(id);
 }
 
 void BrelonOnfIdMap::CopyTo(QSV_IdMap& other) const {
@@ -198,9 +218,6 @@ void BrelonOnfIdMap::CopyTo(QSV_IdMap& other) const {
 
 void BrelonOnfIdMap::ReserveStorage(size_t count) {
     m_IdxToId.reserve(count);
-    if (!HasStringIds()) {
-        m_IdToIdx.Reserve(count);
-    }
 }
 
 void BrelonOnfIdMap::AllocateIndex(size_t idx) {

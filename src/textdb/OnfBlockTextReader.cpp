@@ -545,6 +545,15 @@ const OnfBlockTextReader::BLOCK_INFO* OnfBlockTextReader::CurrentBlock() const {
     return m_BlockIdx < m_Blocks.size() ? &m_Blocks[m_BlockIdx] : nullptr;
 }
 
+bool OnfBlockTextReader::GetBlockNumber(int& number) const {
+    const BLOCK_INFO* block = CurrentBlock();
+    if (block == nullptr) {
+        return false;
+    }
+    number = static_cast<int>(block->block_id);
+    return true;
+}
+
 size_t OnfBlockTextReader::GetNumBlockLines() const {
     const BLOCK_INFO* block = CurrentBlock();
     return block ? block->num_lines : 0;
