@@ -125,6 +125,15 @@ public:
             m_Buffer.Grow(count * sizeof(T));
         }
     }
+    // Room for `extra` values more than it holds, growing geometrically.
+    void ReserveMore(size_t extra) {
+        if (extra > Capacity() - m_Size) {
+            if (extra > std::numeric_limits<size_t>::max() / sizeof(T) - m_Size) {
+                throw std::bad_alloc();
+            }
+            Reserve(std::max(m_Size + extra, 2 * Capacity()));
+        }
+    }
     // `count` values; new ones are zero (the buffer's bytes behind the size always are).
     void Resize(size_t count) {
         if (count > Capacity()) {
@@ -142,9 +151,7 @@ public:
         Data()[m_Size++] = value;
     }
     void Append(const T* values, size_t count) {
-        if (count > Capacity() - m_Size) {
-            Reserve(std::max(m_Size + count, 2 * Capacity()));
-        }
+        ReserveMore(count);
         if (count > 0) {
             std::memcpy(static_cast<void*>(Data() + m_Size), values, count * sizeof(T));
         }
@@ -216,8 +223,8 @@ private:
 
     size_t m_RecordSize;
     size_t m_NumRecords = 0;
-    size_t m_PerChunk;          // records per chunk of the existing chunks
-    size_t m_RequestedPerChunk; // what SetNumRecPerChunk asked for
+    size_t m_PerChunk;               // records per chunk of the existing chunks
+    size_t m_RequestedPerChunk;      // what SetNumRecPerChunk asked for
     onf_detail::LargeBuffer m_First; // the records made at construction
     size_t m_NumFirst = 0;
     std::vector<onf_detail::LargeBuffer> m_Chunks; // the records appended later
@@ -284,28 +291,61 @@ private:
 // ---------------------------------------------------------------------------------------------
 // Integer lists
 
-// A pool of integer lists packed into one flat vector. The database owns one and hands it to its
-// blocks; a list, once added, is never freed singly.
+// Integer lists packed into flat arrays instead of a heap block each: the lists that loads read
+// from files. A list is addressed by its list reference, the index of its entry in the
+// database's vector of BrelonOnfIntListEntry (whose vectors stay empty while the list lives
+// here). The lists of one load take consecutive references, so the pool keeps runs of
+// consecutive references whose values lie in one array each: a hexahedron's eight node ids cost
+// 32 bytes and 5 of bookkeeping instead of two vectors and their heap blocks. For each list the
+// pool holds the values as the file has them (ids) and, once its block has translated them, the
+// same list in indices of an id map. A list that is to change leaves the pool for its entry's
+// vectors (Drop). The database owns one and empties it with its list entries.
 class BrelonPackedIntListsPool {
 public:
+    // A list's values where they lie, valid until the pool next changes.
+    struct Values {
+        const int* data = nullptr;
+        size_t size = 0;
+    };
+
     BrelonPackedIntListsPool();
     ~BrelonPackedIntListsPool();
+    BrelonPackedIntListsPool(const BrelonPackedIntListsPool&) = delete;
+    BrelonPackedIntListsPool& operator=(const BrelonPackedIntListsPool&) = delete;
 
-    // Appends a copy of `count` values and returns the list's number (0-based).
-    size_t AddList(const int* values, size_t count);
-    // Number of lists.
-    size_t NumLists() const { return m_Starts.size() - 1; }
-    // The values of list `list` (< NumLists(), unchecked) and their count; the pointer is valid
-    // until the next AddList or Clear.
-    const int* GetList(size_t list, size_t& count) const {
-        count = m_Starts[list + 1] - m_Starts[list];
-        return m_Values.data() + m_Starts[list];
-    }
-    void Clear();
+    // Adds the list of `reference`, a copy of `count` values; references must be added in
+    // ascending order (std::invalid_argument otherwise). Throws std::bad_alloc, with nothing
+    // added.
+    void AddList(size_t reference, const int* values, size_t count);
+    // The values of `reference` as the file has them; false when the pool holds no such list.
+    bool GetIds(size_t reference, Values& ids) const;
+    // The list of `reference` in indices; false when it holds none (no list, or not translated).
+    bool GetIndices(size_t reference, Values& indices) const;
+    // Room for the list of `reference` in indices, as long as its ids, which the caller fills;
+    // from then on GetIndices gives it. Null when the pool holds no such list.
+    int* SetIndices(size_t reference);
+    // Forgets the list of `reference`: its entry holds it from now on.
+    void Drop(size_t reference);
+    // Empties the pool and gives its memory back; allocates nothing.
+    void Clear() noexcept;
+    // Lists held, dropped ones included, and the bytes that their arrays take.
+    size_t NumLists() const;
+    size_t GetBytes() const;
 
 private:
-    std::vector<int> m_Values;
-    std::vector<size_t> m_Starts; // list k holds m_Values[m_Starts[k], m_Starts[k + 1])
+    enum ListState : unsigned char { LIST_IDS = 0, LIST_INDICES = 1, LIST_DROPPED = 2 };
+    // Lists first .. first + state.Size() - 1; list k holds values [starts[k], starts[k + 1]).
+    struct Run {
+        size_t first = 0;
+        onf_detail::LargeArray<uint32_t> starts;
+        onf_detail::LargeArray<int> ids;
+        onf_detail::LargeArray<int> indices; // as long as `ids` once a list is translated
+        onf_detail::LargeArray<unsigned char> state;
+    };
+    Run* FindRun(size_t reference, size_t& k);
+    const Run* FindRun(size_t reference, size_t& k) const;
+
+    std::vector<Run> m_Runs; // ascending by first reference
 };
 
 // One integer list of a block: the list as the file has it, in external ids, and the same list

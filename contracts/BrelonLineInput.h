@@ -122,6 +122,21 @@ private:
     size_t m_NumTokens = 0;
 };
 
+namespace onf_detail {
+// One token of a line, left where it stands in the line: the bytes [begin, end).
+struct TokenView {
+    const char* begin;
+    const char* end;
+};
+
+// Cuts a record line into tokens by the rules of TextLineSplitter::SplitLine with separator ","
+// and quote '"' (SPLIT_KEEP_QUOTED), without copying the line: the tokens of record and list
+// lines are mostly numbers, read straight from the line's bytes. Each token ends in front of a
+// blank, a comma or the line's NUL. Returns the number of tokens, which fill the front of
+// `tokens` (grown as needed, never shrunk).
+size_t split_record_line(const char* line, std::vector<TokenView>& tokens);
+} // namespace onf_detail
+
 namespace BrelonFormatUtil {
 // True when `text` is a decimal integer and nothing else: one optional sign, at least one
 // digit, no whitespace, and a value in the 32-bit signed range (leading zeros allowed).

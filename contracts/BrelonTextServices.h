@@ -387,6 +387,18 @@ private:
     size_t m_NumTokens = 0;
 };
 
+// read_onf_int_list and read_onf_real_list on lines cut in place: on entry the first `numTokens`
+// views of `tokens` are the list's first line as split_record_line cuts it; further lines are
+// cut into `tokens` the same way, and on return the first `numTokens` views are those of the
+// list's last line. The same text, values and failures as the splitter's readers.
+void read_int_list_views(TextLinesProvider& lines, std::vector<TokenView>& tokens,
+                         size_t& numTokens, std::vector<int>& values);
+void read_real_list_views(TextLinesProvider& lines, std::vector<TokenView>& tokens,
+                          size_t& numTokens, std::vector<double>& values);
+// write_onf_int_list for `count` values at `values`, held anywhere.
+void write_int_list(const int* values, size_t count, QSV_ListFormatUtil::IntListType type,
+                    TextLinesWriter& writer, TextLineFormatter& formatter);
+
 // Appends the whole folded text of `values` to `out`: the lines of IntListFolder joined by "\n",
 // with no line end behind the last token. Nothing for an empty list.
 void fold_int_list(const int* values, size_t count, std::string& out);

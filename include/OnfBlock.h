@@ -81,6 +81,18 @@ enum OnfIntListType {
     ONF_INT_LIST_ORDERED = 1 // kept in the given order
 };
 
+// A list's values where they lie, read without a vector of their own (OnfBlock::GetIntListView).
+struct OnfIntListView {
+    const int* m_Data = nullptr;
+    size_t m_Size = 0;
+
+    const int* begin() const { return m_Data; }
+    const int* end() const { return m_Data + m_Size; }
+    size_t size() const { return m_Size; }
+    bool empty() const { return m_Size == 0; }
+    int operator[](size_t i) const { return m_Data[i]; }
+};
+
 // A handle on one record: its block and its record index. Owns nothing.
 struct OnfObject {
     OnfBlock* m_Block = nullptr;
@@ -170,6 +182,10 @@ public:
     const std::vector<int>& GetIntList(size_t index, Item item) const;
     // The list in external ids by list reference.
     const std::vector<int>& GetIntList(size_t listIndex) const;
+    // The list of a list item in external ids where it lies, with no vector made for it: for
+    // reading many lists, such as a model's element nodes, without a heap block for each. Valid
+    // until the list changes or the database clears its lists; empty for an item without list.
+    OnfIntListView GetIntListView(size_t index, Item item) const;
     const std::vector<double>& GetRealList(size_t index, Item item) const;
     // A `V` item; a `T` item yields its first three values.
     BrelonMatrix<3, 1, double> GetVector(size_t index, Item item) const;
@@ -273,8 +289,10 @@ private:
     void InitInternalData();
     QSV_IdType DetermineIdType(size_t item) const;
     bool FetchRecord(size_t index);
-    int* GetRecordIdPtr(size_t index);
-    const int* GetRecordIdConstPtr(size_t index) const;
+    int* GetRecordIdPtr(size_t index) { return static_cast<int*>(m_Records.RecordData(index)); }
+    const int* GetRecordIdConstPtr(size_t index) const {
+        return static_cast<const int*>(m_Records.RecordData(index));
+    }
     bool IsRecordItemConform(size_t item, BlockDataType type) const;
     void UpdateRecordId(size_t index);
     void StoreDataEntryValue(size_t index, size_t item, const DataRecordEntry& entry);
@@ -284,17 +302,19 @@ private:
     void WriteFormat(TextLinesWriter& writer) const;
 
     struct LoadContext;
-    void PrepareLoad(LoadContext& context) const;
+    void PrepareLoad(LoadContext& context);
     void FinishLoad(LoadContext& context);
     bool LoadRecord(LoadContext& context, const char* line);
     size_t LoadRecordIndex(LoadContext& context, int& key);
     bool LoadRecordItems(LoadContext& context, size_t index);
-    size_t LoadItem(LoadContext& context, size_t index, size_t item, size_t token);
+    size_t LoadItem(LoadContext& context, unsigned char* where, const QSV_LayoutItem& layout,
+                    size_t token);
     size_t LoadScalar(LoadContext& context, unsigned char* where, BlockDataType type, char c,
                       size_t token);
     void LoadString(LoadContext& context, unsigned char* where, size_t rowItem, const char* text);
     size_t LoadReals(LoadContext& context, unsigned char* where, size_t count, size_t token);
     size_t LoadList(LoadContext& context, unsigned char* where, char c);
+    size_t AddPackedIntList(const std::vector<int>& values);
     void WriteRecordsInIdOrder(TextLinesWriter& writer) const;
     void WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv, TextLinesWriter& writer,
                    size_t& count) const;
@@ -304,9 +324,18 @@ private:
     unsigned char* PayloadPtr(size_t index, size_t bytes);
     const unsigned char* PayloadPtr(size_t index, size_t bytes) const;
     BrelonOnfIntListEntry* ListEntry(size_t listIndex) const;
+    bool FindListIds(size_t listIndex, OnfIntListView& ids) const;
+    bool FindListIndices(size_t listIndex, OnfIntListView& indices) const;
+    BrelonOnfIntListEntry* ChangeableListEntry(size_t listIndex);
+    void TranslateIdList(size_t listIndex, QSV_IdMap& map, const BrelonIdIndexTrie* trie);
 
-    unsigned char* ItemPtr(size_t index, size_t item);
-    const unsigned char* ItemPtr(size_t index, size_t item) const;
+    unsigned char* ItemPtr(size_t index, size_t item) {
+        return static_cast<unsigned char*>(m_Records.RecordData(index)) + m_RecMap[item].m_Offset;
+    }
+    const unsigned char* ItemPtr(size_t index, size_t item) const {
+        return static_cast<const unsigned char*>(m_Records.RecordData(index)) +
+               m_RecMap[item].m_Offset;
+    }
     size_t FindIndex(int id, bool& found) const;
     size_t FetchIndex(int id);
     size_t NewIntListEntry(std::vector<int>* first, std::vector<int>* second);

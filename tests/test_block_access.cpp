@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 using onf_test::ExpectFailure;
@@ -204,6 +206,65 @@ TEST(BlockLists, ExtendAndTransferSize) {
     const size_t held = static_cast<size_t>(block.GetInt(index, kItem3));
     db.Clear();
     EXPECT_TRUE(CustomBlock(db, "IbLb").GetIntList(held).empty());
+}
+
+// The abstract face's list of a list reference: indices where it has them, else ids.
+std::vector<int> AbstractList(const OnfBlock& block, size_t list) {
+    QSV_IntArray array;
+    block.GetIntList(list, array);
+    return std::vector<int>(array.Data(), array.Data() + array.Size());
+}
+
+// Lists read from a file lie packed until they change: every way of reading them must give what
+// the file says, in ids and in indices, before and after a caller asks for a vector, and a change
+// must keep the values that were there.
+TEST(BlockLists, ListsReadFromAFileAnswerEveryFormUntilTheyChange) {
+    using V = std::vector<int>;
+    OnfBlockSet db;
+    onf_test::LoadText(db, onf_test::BlockText(110, 2, "10, 0, 0, 0, 0, 0\n20, 0, 0, 0, 0, 0\n") +
+                               onf_test::BlockText(140, 3,
+                                                   "1, 3, 3, 1, 0, 0, 0, 0\n20, 10, 30\n"
+                                                   "2, 3, 0, 1, 0, 0, 0, 0\n\n"
+                                                   "3, 3, 2, 1, 0, 0, 0, 0\n10-20:10\n"));
+    OnfBlock& elements = db.GetBlock(static_cast<QSV_OnfId>(140));
+    const QSV_IdMap& nodes = db.GetIdMapsPool().GetIdMap(static_cast<QSV_IdType>(0));
+    const auto kNodes = static_cast<Item>(QSV_DataRecordItem::ELEM_ITEM_NODES);
+    const int node30 = static_cast<int>(nodes.GetIdx(30)); // no node record: an index all the same
+    EXPECT_EQ(node30, 2);
+    const V ids[] = {{20, 10, 30}, {}, {10, 20}};
+    const V indices[] = {{1, 0, node30}, {}, {0, 1}};
+    for (size_t index = 0; index < 3; ++index) {
+        const size_t list = static_cast<size_t>(elements.GetInt(index, kNodes));
+        const OnfIntListView view = elements.GetIntListView(index, kNodes);
+        EXPECT_EQ(V(view.begin(), view.end()), ids[index]);
+        EXPECT_EQ(AbstractList(elements, list), indices[index]);
+        EXPECT_EQ(elements.GetIntListLen(list), ids[index].size());
+        QSV_IntArray stored;
+        EXPECT_TRUE(elements.GetStoredIntList(list, stored));
+        EXPECT_EQ(V(stored.Data(), stored.Data() + stored.Size()), ids[index]);
+        // A vector is made once on request; the indices stay.
+        const std::vector<int>& vector = elements.GetIntList(list);
+        EXPECT_EQ(vector, ids[index]);
+        EXPECT_EQ(&elements.GetIntList(index, kNodes), &vector);
+        EXPECT_EQ(AbstractList(elements, list), indices[index]);
+    }
+    // A change keeps what the list held, in both forms, and touches no other list.
+    elements.ExtendIntList(2, kNodes, 40);
+    EXPECT_EQ(elements.GetIntList(2, kNodes), (V{10, 20, 40}));
+    elements.UpdateIdIntLists();
+    const size_t list2 = static_cast<size_t>(elements.GetInt(2, kNodes));
+    EXPECT_EQ(AbstractList(elements, list2), (V{0, 1, static_cast<int>(nodes.GetIdx(40))}));
+    const size_t list0 = static_cast<size_t>(elements.GetInt(0, kNodes));
+    EXPECT_EQ(AbstractList(elements, list0), indices[0]);
+    elements.TransferSetSize(2, kNodes, static_cast<Item>(2));
+    EXPECT_EQ(elements.GetInt(2, static_cast<Item>(2)), 3);
+    // Written as read: the lists come out of wherever they lie.
+    const std::vector<std::string> lines = onf_test::WrittenLines(elements);
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "20, 10, 30"), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "10, 20, 40"), lines.end());
+    // The database's Clear takes the packed lists with the entries.
+    db.Clear();
+    EXPECT_EQ(db.GetHelpers()->m_PackedIntLists.NumLists(), 0u);
 }
 
 TEST(BlockSet, RecordHandles) {

@@ -134,7 +134,7 @@ TEST(LargeBuffer, DiscardZeroesWholePagesInsideTheRangeOnly) {
         EXPECT_EQ(buffer.Data()[3 * granule - 1], mapping ? 0 : 1);
         EXPECT_EQ(buffer.Data()[3 * granule], 1);
         EXPECT_EQ(buffer.Data()[4 * granule], 1);
-        buffer.Discard(5, 4);                     // empty: nothing
+        buffer.Discard(5, 4);                       // empty: nothing
         buffer.Discard(0, 100 * buffer.Capacity()); // cut at the end
         EXPECT_EQ(buffer.Data()[buffer.Capacity() - 1], mapping ? 0 : 1);
         buffer.Data()[0] = 3; // a discarded page takes writes again
@@ -163,6 +163,17 @@ TEST(LargeBuffer, ArrayGrowsAcrossPathsAndStaysZeroBehindItsSize) {
         LargeArray<int> moved(std::move(values));
         EXPECT_EQ(values.Size(), 0u);
         EXPECT_EQ(moved.Size(), 10u);
+        // Growth one value at a time is geometric: the array moves a few dozen times, not once
+        // a value (which would make packing lists quadratic).
+        LargeArray<unsigned char> bytes;
+        size_t moves = 0;
+        for (size_t i = 0; i < 100000; ++i) {
+            const size_t capacity = bytes.Capacity();
+            bytes.ReserveMore(1);
+            bytes.Append(reinterpret_cast<const unsigned char*>("x"), 1);
+            moves += bytes.Capacity() != capacity ? 1 : 0;
+        }
+        EXPECT_LE(moves, 40u);
     });
 }
 
@@ -233,22 +244,66 @@ TEST(SmallContainers, CountedArraysListsAndEntries) {
     ints.Resize(2); // shrinking then growing inside the capacity must not bring back old values
     EXPECT_EQ(ints[1], 0);
 
-    BrelonPackedIntListsPool lists;
-    const int a[] = {1, 2, 3};
-    EXPECT_EQ(lists.AddList(a, 3), 0u);
-    EXPECT_EQ(lists.AddList(nullptr, 0), 1u);
-    size_t count = 99;
-    EXPECT_EQ(lists.GetList(0, count)[2], 3);
-    EXPECT_EQ(count, 3u);
-    lists.GetList(1, count);
-    EXPECT_EQ(count, 0u);
-
     BrelonOnfIntListEntry entry(std::make_unique<std::vector<int>>(std::vector<int>{4, 5}),
                                 nullptr);
     BrelonOnfIntListEntry copy(entry);
     (*entry.ids)[0] = 9;
     EXPECT_EQ((*copy.ids)[0], 4);
     EXPECT_EQ(copy.indices, nullptr);
+}
+
+// The values of a packed list as a vector; {-1} for a list the pool does not hold.
+std::vector<int> PackedIds(const BrelonPackedIntListsPool& pool, size_t reference) {
+    BrelonPackedIntListsPool::Values values;
+    if (!pool.GetIds(reference, values)) {
+        return {-1};
+    }
+    return std::vector<int>(values.data, values.data + values.size);
+}
+
+TEST(PackedIntLists, RunsOfReferencesIndicesAndDrops) {
+    BrelonPackedIntListsPool pool;
+    const int a[] = {1, 2, 3};
+    const int b[] = {7};
+    pool.AddList(1, a, 3);
+    pool.AddList(2, nullptr, 0);
+    pool.AddList(3, b, 1);
+    pool.AddList(10, a + 1, 2); // a gap in the references starts a new run
+    EXPECT_THROW(pool.AddList(9, a, 1), std::invalid_argument);
+    EXPECT_EQ(pool.NumLists(), 4u);
+    EXPECT_EQ(PackedIds(pool, 0), std::vector<int>{-1});
+    EXPECT_EQ(PackedIds(pool, 1), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(PackedIds(pool, 2), std::vector<int>{});
+    EXPECT_EQ(PackedIds(pool, 3), std::vector<int>{7});
+    for (size_t missing : {size_t(4), size_t(9), size_t(11)}) {
+        EXPECT_EQ(PackedIds(pool, missing), std::vector<int>{-1}) << missing;
+    }
+    EXPECT_EQ(PackedIds(pool, 10), (std::vector<int>{2, 3}));
+
+    // Indices only for the lists given them; the others keep none.
+    BrelonPackedIntListsPool::Values indices;
+    EXPECT_FALSE(pool.GetIndices(3, indices));
+    int* out = pool.SetIndices(3);
+    ASSERT_NE(out, nullptr);
+    out[0] = 70;
+    ASSERT_TRUE(pool.GetIndices(3, indices));
+    EXPECT_EQ(indices.size, 1u);
+    EXPECT_EQ(indices.data[0], 70);
+    EXPECT_FALSE(pool.GetIndices(1, indices));
+    EXPECT_EQ(pool.SetIndices(4), nullptr);
+
+    // A dropped list is gone in both forms; its neighbours stay.
+    pool.Drop(3);
+    EXPECT_EQ(PackedIds(pool, 3), std::vector<int>{-1});
+    EXPECT_FALSE(pool.GetIndices(3, indices));
+    EXPECT_EQ(pool.SetIndices(3), nullptr);
+    EXPECT_EQ(PackedIds(pool, 1), (std::vector<int>{1, 2, 3}));
+    EXPECT_GT(pool.GetBytes(), 0u);
+    pool.Clear();
+    EXPECT_EQ(pool.NumLists(), 0u);
+    EXPECT_EQ(PackedIds(pool, 1), std::vector<int>{-1});
+    pool.AddList(0, b, 1); // after Clear the references start anew
+    EXPECT_EQ(PackedIds(pool, 0), std::vector<int>{7});
 }
 
 TEST(SmallContainers, IntSetBitArrayDenseAndSparse) {

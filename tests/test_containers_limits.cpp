@@ -213,14 +213,14 @@ TEST(SmallContainerEdges, MembershipOfUnsortedRepeatedAndWordWideInput) {
 TEST(SmallContainerEdges, ClearAndAssignmentStartAfresh) {
     BrelonPackedIntListsPool lists;
     const int values[] = {1, 2, 3};
-    lists.AddList(values, 3);
+    lists.AddList(5, values, 3);
     lists.Clear();
     EXPECT_EQ(lists.NumLists(), 0u);
-    EXPECT_EQ(lists.AddList(values + 1, 2), 0u);
-    size_t count = 0;
-    const int* list = lists.GetList(0, count);
-    ASSERT_EQ(count, 2u);
-    EXPECT_EQ(list[0], 2);
+    lists.AddList(0, values + 1, 2);
+    BrelonPackedIntListsPool::Values list;
+    ASSERT_TRUE(lists.GetIds(0, list));
+    ASSERT_EQ(list.size, 2u);
+    EXPECT_EQ(list.data[0], 2);
 
     BrelonOnfIntListEntry source(std::make_unique<std::vector<int>>(std::vector<int>{4, 5}),
                                  std::make_unique<std::vector<int>>(std::vector<int>{0, 1}));

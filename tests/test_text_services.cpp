@@ -58,15 +58,47 @@ void StartList(MemoryLines& lines, TextLineSplitter& splitter) {
     splitter.SplitLine(lines.ExtractLine(), TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
 }
 
-// Reads the list of `text`, followed by one more line, and checks that the reader stops in front
-// of that line.
+// The list of `text` read by one route, followed by one more line: the values, or the failure's
+// message; and the reader must stop in front of that line.
+using ListRead = std::pair<std::vector<int>, std::string>;
+
+// The block loader's route: the lines cut in place. It must read what the splitter's route reads
+// and fail with the same words, and leave the views of the list's last line behind.
+ListRead ReadIntsByViews(std::vector<std::string> text) {
+    text.push_back("next record");
+    MemoryLines lines(text);
+    std::vector<onf_detail::TokenView> tokens(1);
+    size_t numTokens = onf_detail::split_record_line(lines.ExtractLine(), tokens);
+    std::vector<int> values{42}; // replaced, not appended to
+    try {
+        onf_detail::read_int_list_views(lines, tokens, numTokens, values);
+    } catch (const QSV_Failure& failure) {
+        return {values, failure.GetMessage()};
+    }
+    TextLineSplitter splitter(16);
+    splitter.SplitLine(text[lines.GetCurrentIdx() - 1].c_str(), TextLineSplitter::SPLIT_KEEP_QUOTED,
+                       ',', '"');
+    EXPECT_EQ(numTokens, splitter.GetNumTokens());
+    EXPECT_STREQ(lines.ExtractLine(), "next record");
+    return {values, ""};
+}
+
+// Reads the list of `text`, followed by one more line, through the splitter and checks that the
+// reader stops in front of that line; the route of lines cut in place must agree, failures too.
 std::vector<int> ReadInts(std::vector<std::string> text) {
+    const ListRead byViews = ReadIntsByViews(text);
     text.push_back("next record");
     MemoryLines lines(text);
     TextLineSplitter splitter(16);
     StartList(lines, splitter);
-    std::vector<int> values{42}; // replaced, not appended to
-    QSV_ListFormatUtil::read_onf_int_list(lines, values, splitter);
+    std::vector<int> values{42};
+    try {
+        QSV_ListFormatUtil::read_onf_int_list(lines, values, splitter);
+    } catch (const QSV_Failure& failure) {
+        EXPECT_EQ(byViews.second, failure.GetMessage());
+        throw;
+    }
+    EXPECT_EQ(byViews, ListRead(values, "")) << text[0];
     EXPECT_STREQ(lines.ExtractLine(), "next record");
     return values;
 }

@@ -48,6 +48,25 @@ inline char* FindStop(char* p, uint64_t a, uint64_t b) {
     }
 }
 
+// The first byte in [p, end) that is `a` or `b` (eight copies each), or `end`. Eight bytes at a
+// time while eight remain in front of `end`, so that it reads nothing outside the range.
+inline const char* FindStopBefore(const char* p, const char* end, uint64_t a, uint64_t b) {
+    for (; end - p >= 8; p += 8) {
+        uint64_t word;
+        std::memcpy(&word, p, sizeof word);
+        const uint64_t hits = ZeroBytes(word ^ a) | ZeroBytes(word ^ b);
+        if (hits != 0) {
+            return p + (__builtin_ctzll(hits) >> 3); // bytes are in memory order (little endian)
+        }
+    }
+    const char ca = static_cast<char>(a);
+    const char cb = static_cast<char>(b);
+    while (p < end && *p != ca && *p != cb) {
+        ++p;
+    }
+    return p;
+}
+
 // Closes a descriptor on every way out of the file loader.
 class FileCloser {
 public:
@@ -294,6 +313,62 @@ void TextLineSplitter::SplitLine(const char* line, Mode mode, char separator, ch
             return;
         }
         ++p; // past the separator
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Record lines cut in place
+
+size_t onf_detail::split_record_line(const char* p, std::vector<TokenView>& tokens) {
+    const char* const end = p + std::strlen(p);
+    while (p < end && IsSpace(static_cast<unsigned char>(*p))) {
+        ++p;
+    }
+    if (p == end) {
+        return 0; // empty or all blanks: no tokens
+    }
+    if (tokens.empty()) {
+        tokens.resize(16);
+    }
+    // Bytes of the line may alias anything, so the vector's members would be reloaded after
+    // every byte read; a local pointer keeps them in registers.
+    TokenView* slot = tokens.data();
+    size_t count = 0;
+    const uint64_t commas = kOnes * ',';
+    const uint64_t quotes = kOnes * '"';
+    for (;;) {
+        while (IsSpace(static_cast<unsigned char>(*p))) {
+            ++p;
+        }
+        const char* const start = p;
+        for (;;) {
+            p = FindStopBefore(p, end, commas, quotes);
+            if (p == end || *p == ',') {
+                break; // a comma outside quotes, or the end of the line
+            }
+            // Commas up to the closing quote do not cut; an unclosed quote runs to the end.
+            p = static_cast<const char*>(std::memchr(p + 1, '"', static_cast<size_t>(end - p - 1)));
+            if (p == nullptr) {
+                p = end;
+                break;
+            }
+            ++p;
+        }
+        const char* stop = p;
+        while (stop > start && IsSpace(static_cast<unsigned char>(stop[-1]))) {
+            --stop;
+        }
+        if (count == tokens.size()) {
+            tokens.resize(2 * count);
+            slot = tokens.data();
+        }
+        slot[count].begin = start;
+        slot[count].end = stop;
+        ++count;
+        if (p == end) {
+            return count;
+        }
+        ++p; // past the comma
     }
 }
 

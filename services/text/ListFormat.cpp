@@ -44,9 +44,15 @@ const char* const kMsgNoMemory =
 constexpr uint64_t kCheckedRunValues = uint64_t(1) << 20;
 constexpr size_t kBytesPerListValue = 16;
 
-[[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const char* token) {
+[[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const std::string& token) {
     std::string file = BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
-    onf_detail::ThrowFailure(nullptr, kListTag, format, file.c_str(), lines.GetCurrentIdx(), token);
+    onf_detail::ThrowFailure(nullptr, kListTag, format, file.c_str(), lines.GetCurrentIdx(),
+                             token.c_str());
+}
+
+[[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const char* begin,
+                         const char* end) {
+    FailAt(lines, format, std::string(begin, end));
 }
 
 void CheckMemoryFor(TextLinesProvider& lines, const char* token, size_t numValues) {
@@ -69,18 +75,18 @@ void CheckMemoryFor(TextLinesProvider& lines, const char* token, size_t numValue
                              QSV_ListFormatUtil::MAX_LIST_VALUES);
 }
 
-// Reads an optional sign and decimal digits at p into `value` (saturating far beyond 32 bits, so
-// that no text overflows); false when there is no digit.
-bool ReadInteger(const char*& p, int64_t& value) {
-    bool negative = *p == '-';
-    if (*p == '+' || *p == '-') {
+// Reads an optional sign and decimal digits at p, before `end`, into `value` (saturating far
+// beyond 32 bits, so that no text overflows); false when there is no digit.
+bool ReadInteger(const char*& p, const char* end, int64_t& value) {
+    const bool negative = p < end && *p == '-';
+    if (p < end && (*p == '+' || *p == '-')) {
         ++p;
     }
-    if (*p < '0' || *p > '9') {
+    if (p == end || *p < '0' || *p > '9') {
         return false;
     }
     int64_t magnitude = 0;
-    for (; *p >= '0' && *p <= '9'; ++p) {
+    for (; p < end && *p >= '0' && *p <= '9'; ++p) {
         magnitude = magnitude < (int64_t(1) << 40) ? magnitude * 10 + (*p - '0') : magnitude;
     }
     value = negative ? -magnitude : magnitude;
@@ -98,47 +104,60 @@ struct IntListToken {
     int64_t step = 1;
 };
 
-void ParseIntToken(TextLinesProvider& lines, const char* token, IntListToken& out) {
+// The token [token, end): its text is whole, with no NUL in it.
+void ParseIntToken(TextLinesProvider& lines, const char* token, const char* end,
+                   IntListToken& out) {
     const char* p = token;
-    if (!ReadInteger(p, out.first)) {
-        FailAt(lines, kMsgMalformedInt, token);
+    if (!ReadInteger(p, end, out.first)) {
+        FailAt(lines, kMsgMalformedInt, token, end);
     }
     out.last = out.first;
     out.step = 1;
-    if (*p == '-') {
+    if (p < end && *p == '-') {
         ++p;
-        if (!ReadInteger(p, out.last)) {
-            FailAt(lines, kMsgMalformedInt, token);
+        if (!ReadInteger(p, end, out.last)) {
+            FailAt(lines, kMsgMalformedInt, token, end);
         }
-        if (*p == ':') {
+        if (p < end && *p == ':') {
             ++p;
-            if (!ReadInteger(p, out.step)) {
-                FailAt(lines, kMsgMalformedInt, token);
+            if (!ReadInteger(p, end, out.step)) {
+                FailAt(lines, kMsgMalformedInt, token, end);
             }
         }
     }
-    if (*p != '\0') {
-        FailAt(lines, kMsgMalformedInt, token);
+    if (p != end) {
+        FailAt(lines, kMsgMalformedInt, token, end);
     }
     // The writer folds only ascending runs with a step of 1 or more, all within 32 bits. A run
     // that ends below its start or steps beyond 32 bits is no text it wrote: reading it as no
     // value or as its first value alone would drop values without a word, so it fails.
     if (!FitsInt32(out.first) || !FitsInt32(out.last) || !FitsInt32(out.step)) {
-        FailAt(lines, kMsgOutOfRange, token);
+        FailAt(lines, kMsgOutOfRange, token, end);
     }
     if (out.step < 1) {
-        FailAt(lines, kMsgBadStep, token);
+        FailAt(lines, kMsgBadStep, token, end);
     }
     if (out.last < out.first) {
-        FailAt(lines, kMsgDescending, token);
+        FailAt(lines, kMsgDescending, token, end);
     }
 }
 
 // Appends the values of one token, refusing to let the list grow past MAX_LIST_VALUES. All
 // arithmetic is in 64 bits over 32-bit first, last and step, so no value wraps.
-void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int>& values) {
+void AppendIntToken(TextLinesProvider& lines, const char* token, const char* end,
+                    std::vector<int>& values) {
+    // A plain value, the common token, goes straight in.
+    const char* p = token;
+    int64_t value = 0;
+    if (ReadInteger(p, end, value) && p == end && FitsInt32(value)) {
+        if (values.size() >= QSV_ListFormatUtil::MAX_LIST_VALUES) {
+            FailTooLong(lines);
+        }
+        values.push_back(int(value));
+        return;
+    }
     IntListToken run;
-    ParseIntToken(lines, token, run);
+    ParseIntToken(lines, token, end, run);
     const uint64_t count = uint64_t(run.last - run.first) / uint64_t(run.step) + 1;
     if (count > QSV_ListFormatUtil::MAX_LIST_VALUES - values.size()) {
         FailTooLong(lines);
@@ -157,17 +176,20 @@ void AppendIntToken(TextLinesProvider& lines, const char* token, std::vector<int
     }
     values.resize(start + size_t(count));
     int* out = values.data() + start;
-    int64_t value = run.first;
+    value = run.first;
     for (uint64_t k = 0; k < count; ++k, value += run.step) {
         out[k] = int(value);
     }
 }
 
-void AppendRealToken(TextLinesProvider& lines, const char* token, std::vector<double>& values) {
+void AppendRealToken(TextLinesProvider& lines, const char* token, const char* tokenEnd,
+                     std::vector<double>& values) {
+    // The conversion reads a NUL-terminated text.
+    const std::string text(token, tokenEnd);
     const char* end = nullptr;
-    double value = BrelonFormatUtil::str_to_double(token, &end);
-    if (end == token || *end != '\0') {
-        FailAt(lines, kMsgMalformedReal, token);
+    double value = BrelonFormatUtil::str_to_double(text.c_str(), &end);
+    if (end == text.c_str() || *end != '\0') {
+        FailAt(lines, kMsgMalformedReal, text);
     }
     if (values.size() >= QSV_ListFormatUtil::MAX_LIST_VALUES) {
         FailTooLong(lines);
@@ -175,25 +197,56 @@ void AppendRealToken(TextLinesProvider& lines, const char* token, std::vector<do
     values.push_back(value);
 }
 
+// The tokens of a list's current line as the shared splitter holds them, NUL-terminated.
+class SplitterTokens {
+public:
+    explicit SplitterTokens(TextLineSplitter& splitter) : m_Splitter(splitter) {}
+    size_t Count() const { return m_Splitter.GetNumTokens(); }
+    const char* Begin(size_t i) const { return m_Splitter.GetToken(i); }
+    const char* End(size_t i) const { return Begin(i) + std::strlen(Begin(i)); }
+    void Split(const char* line) {
+        m_Splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
+    }
+
+private:
+    TextLineSplitter& m_Splitter;
+};
+
+// The tokens of a list's current line as views into the line (onf_detail::split_record_line).
+class ViewTokens {
+public:
+    ViewTokens(std::vector<onf_detail::TokenView>& tokens, size_t& count)
+        : m_Tokens(tokens), m_Count(count) {}
+    size_t Count() const { return m_Count; }
+    const char* Begin(size_t i) const { return m_Tokens[i].begin; }
+    const char* End(size_t i) const { return m_Tokens[i].end; }
+    void Split(const char* line) { m_Count = onf_detail::split_record_line(line, m_Tokens); }
+
+private:
+    std::vector<onf_detail::TokenView>& m_Tokens;
+    size_t& m_Count;
+};
+
 // Walks the list's lines: hands each token to `append` and pulls the next line while the current
 // one ends in the separator (its last token is empty). The first line is already split.
 // Room for one value a token is made line by line, growing the list geometrically, so that a
 // short list takes one allocation and a long one no more than a doubling vector would.
-template <typename T, typename AppendToken>
-void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, std::vector<T>& values,
+template <typename Tokens, typename T, typename AppendToken>
+void ReadListLines(TextLinesProvider& lines, Tokens& tokens, std::vector<T>& values,
                    AppendToken append) {
-    if (splitter.GetNumTokens() == 0) {
+    if (tokens.Count() == 0) {
         return; // the empty list
     }
     for (;;) {
-        size_t numTokens = splitter.GetNumTokens();
-        bool goesOn = numTokens > 1 && splitter.GetToken(numTokens - 1)[0] == '\0';
-        size_t numValues = goesOn ? numTokens - 1 : numTokens;
+        const size_t numTokens = tokens.Count();
+        const bool goesOn =
+            numTokens > 1 && tokens.Begin(numTokens - 1) == tokens.End(numTokens - 1);
+        const size_t numValues = goesOn ? numTokens - 1 : numTokens;
         if (values.capacity() - values.size() < numValues) {
             values.reserve(std::max(values.size() + numValues, 2 * values.capacity()));
         }
         for (size_t i = 0; i < numValues; ++i) {
-            append(splitter.GetToken(i));
+            append(tokens.Begin(i), tokens.End(i));
         }
         if (!goesOn) {
             return;
@@ -202,16 +255,32 @@ void ReadListLines(TextLinesProvider& lines, TextLineSplitter& splitter, std::ve
         if (line == nullptr) {
             FailAt(lines, kMsgPastEnd, "");
         }
-        splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"');
-        if (splitter.GetNumTokens() == 0) {
+        tokens.Split(line);
+        if (tokens.Count() == 0) {
             FailAt(lines, kMsgEmptyContinuation, "");
         }
     }
 }
 
-bool IsStrictlyAscending(const std::vector<int>& values) {
-    return std::adjacent_find(values.begin(), values.end(), [](int a, int b) { return a >= b; }) ==
-           values.end();
+template <typename Tokens>
+void ReadIntList(TextLinesProvider& lines, Tokens& tokens, std::vector<int>& values) {
+    values.clear();
+    ReadListLines(lines, tokens, values, [&](const char* begin, const char* end) {
+        AppendIntToken(lines, begin, end, values);
+    });
+}
+
+template <typename Tokens>
+void ReadRealList(TextLinesProvider& lines, Tokens& tokens, std::vector<double>& values) {
+    values.clear();
+    ReadListLines(lines, tokens, values, [&](const char* begin, const char* end) {
+        AppendRealToken(lines, begin, end, values);
+    });
+}
+
+bool IsStrictlyAscending(const int* values, size_t count) {
+    return std::adjacent_find(values, values + count, [](int a, int b) { return a >= b; }) ==
+           values + count;
 }
 
 } // namespace
@@ -276,36 +345,52 @@ void onf_detail::fold_int_list(const int* values, size_t count, std::string& out
 
 void QSV_ListFormatUtil::read_onf_int_list(TextLinesProvider& lines, std::vector<int>& values,
                                            TextLineSplitter& splitter) {
-    values.clear();
-    ReadListLines(lines, splitter, values,
-                  [&](const char* token) { AppendIntToken(lines, token, values); });
+    SplitterTokens tokens(splitter);
+    ReadIntList(lines, tokens, values);
 }
 
 void QSV_ListFormatUtil::read_onf_real_list(TextLinesProvider& lines, std::vector<double>& values,
                                             TextLineSplitter& splitter) {
-    values.clear();
-    ReadListLines(lines, splitter, values,
-                  [&](const char* token) { AppendRealToken(lines, token, values); });
+    SplitterTokens tokens(splitter);
+    ReadRealList(lines, tokens, values);
+}
+
+void onf_detail::read_int_list_views(TextLinesProvider& lines, std::vector<TokenView>& tokens,
+                                     size_t& numTokens, std::vector<int>& values) {
+    ViewTokens views(tokens, numTokens);
+    ReadIntList(lines, views, values);
+}
+
+void onf_detail::read_real_list_views(TextLinesProvider& lines, std::vector<TokenView>& tokens,
+                                      size_t& numTokens, std::vector<double>& values) {
+    ViewTokens views(tokens, numTokens);
+    ReadRealList(lines, views, values);
 }
 
 // An empty list is written as one empty line: the splitter gives it no token, which reads back as
 // the empty list, while "0" would read back as a list holding 0.
 void QSV_ListFormatUtil::write_onf_int_list(const std::vector<int>& values, IntListType type,
                                             TextLinesWriter& writer, TextLineFormatter& formatter) {
+    onf_detail::write_int_list(values.data(), values.size(), type, writer, formatter);
+}
+
+void onf_detail::write_int_list(const int* values, size_t count,
+                                QSV_ListFormatUtil::IntListType type, TextLinesWriter& writer,
+                                TextLineFormatter& formatter) {
     std::vector<int> sorted;
-    const std::vector<int>* source = &values;
-    if (type == INT_LIST_SORTED && !IsStrictlyAscending(values)) {
-        sorted = values;
-        sort_remove_duplicates(sorted);
-        source = &sorted;
+    if (type == QSV_ListFormatUtil::INT_LIST_SORTED && !IsStrictlyAscending(values, count)) {
+        sorted.assign(values, values + count);
+        QSV_ListFormatUtil::sort_remove_duplicates(sorted);
+        values = sorted.data();
+        count = sorted.size();
     }
     std::string& line = formatter.GetListLine();
     line.clear();
-    if (source->empty()) {
+    if (count == 0) {
         writer.WriteLine(line.c_str());
         return;
     }
-    onf_detail::IntListFolder folder(source->data(), source->size());
+    IntListFolder folder(values, count);
     while (folder.AppendNextLine(line)) {
         writer.WriteLine(line.c_str());
         line.clear();
@@ -340,7 +425,7 @@ void QSV_ListFormatUtil::write_onf_real_list(const std::vector<double>& values,
 }
 
 void QSV_ListFormatUtil::sort_remove_duplicates(std::vector<int>& values) {
-    if (IsStrictlyAscending(values)) {
+    if (IsStrictlyAscending(values.data(), values.size())) {
         return;
     }
     std::sort(values.begin(), values.end());

@@ -132,22 +132,6 @@ QSV_IdMap& OnfBlock::IdMapOf(QSV_IdType type) const {
 
 // ---- Slots and ids ----------------------------------------------------------------------------
 
-unsigned char* OnfBlock::ItemPtr(size_t index, size_t item) {
-    return static_cast<unsigned char*>(m_Records.RecordData(index)) + m_RecMap[item].m_Offset;
-}
-
-const unsigned char* OnfBlock::ItemPtr(size_t index, size_t item) const {
-    return static_cast<const unsigned char*>(m_Records.RecordData(index)) + m_RecMap[item].m_Offset;
-}
-
-int* OnfBlock::GetRecordIdPtr(size_t index) {
-    return static_cast<int*>(m_Records.RecordData(index));
-}
-
-const int* OnfBlock::GetRecordIdConstPtr(size_t index) const {
-    return static_cast<const int*>(m_Records.RecordData(index));
-}
-
 bool OnfBlock::FetchRecord(size_t index) {
     while (m_Records.NumRecords() <= index) {
         int* id = static_cast<int*>(m_Records.AddNewRecord());
@@ -310,13 +294,81 @@ BrelonOnfIntListEntry* OnfBlock::ListEntry(size_t listIndex) const {
     return listIndex < lists.size() ? &lists[listIndex] : nullptr;
 }
 
-const std::vector<int>& OnfBlock::GetIntList(size_t listIndex) const {
+// A list lies in its entry's vectors or, read by a load and unchanged since, in the packed pool
+// (its entry's vectors empty). An entry's vector wins: it is made from the packed list when a
+// caller asks for a vector, and the packed list is dropped when the list is to change.
+bool OnfBlock::FindListIds(size_t listIndex, OnfIntListView& ids) const {
     const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
-    return entry != nullptr && entry->ids ? *entry->ids : kNoInts;
+    if (entry == nullptr) {
+        return false;
+    }
+    if (entry->ids) {
+        ids = OnfIntListView{entry->ids->data(), entry->ids->size()};
+        return true;
+    }
+    BrelonPackedIntListsPool::Values packed;
+    if (!m_Helpers.m_PackedIntLists.GetIds(listIndex, packed)) {
+        return false;
+    }
+    ids = OnfIntListView{packed.data, packed.size};
+    return true;
+}
+
+bool OnfBlock::FindListIndices(size_t listIndex, OnfIntListView& indices) const {
+    const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
+    if (entry == nullptr) {
+        return false;
+    }
+    if (entry->indices) {
+        indices = OnfIntListView{entry->indices->data(), entry->indices->size()};
+        return true;
+    }
+    BrelonPackedIntListsPool::Values packed;
+    if (!m_Helpers.m_PackedIntLists.GetIndices(listIndex, packed)) {
+        return false;
+    }
+    indices = OnfIntListView{packed.data, packed.size};
+    return true;
+}
+
+BrelonOnfIntListEntry* OnfBlock::ChangeableListEntry(size_t listIndex) {
+    BrelonOnfIntListEntry* entry = ListEntry(listIndex);
+    if (entry == nullptr) {
+        return nullptr;
+    }
+    BrelonPackedIntListsPool& packed = m_Helpers.m_PackedIntLists;
+    BrelonPackedIntListsPool::Values values;
+    if (!entry->ids && packed.GetIds(listIndex, values)) {
+        entry->ids = std::make_unique<std::vector<int>>(values.data, values.data + values.size);
+    }
+    if (!entry->indices && packed.GetIndices(listIndex, values)) {
+        entry->indices = std::make_unique<std::vector<int>>(values.data, values.data + values.size);
+    }
+    packed.Drop(listIndex);
+    return entry;
+}
+
+const std::vector<int>& OnfBlock::GetIntList(size_t listIndex) const {
+    BrelonOnfIntListEntry* entry = ListEntry(listIndex);
+    if (entry == nullptr) {
+        return kNoInts;
+    }
+    OnfIntListView packed;
+    if (!entry->ids && FindListIds(listIndex, packed)) {
+        // A caller that wants a vector gets one, made once; the packed list stays for indices.
+        entry->ids = std::make_unique<std::vector<int>>(packed.begin(), packed.end());
+    }
+    return entry->ids ? *entry->ids : kNoInts;
 }
 
 const std::vector<int>& OnfBlock::GetIntList(size_t index, Item item) const {
     return GetIntList(static_cast<size_t>(LoadValue<uint32_t>(ItemPtr(index, item))));
+}
+
+OnfIntListView OnfBlock::GetIntListView(size_t index, Item item) const {
+    OnfIntListView ids;
+    FindListIds(static_cast<size_t>(LoadValue<uint32_t>(ItemPtr(index, item))), ids);
+    return ids;
 }
 
 const std::vector<double>& OnfBlock::GetRealList(size_t index, Item item) const {
@@ -485,7 +537,7 @@ void OnfBlock::ExtendIntList(size_t index, Item item, int value) {
 void OnfBlock::ExtendIntList(size_t index, Item item, const std::vector<int>& values) {
     unsigned char* where = ItemPtr(index, item);
     size_t listIndex = LoadValue<uint32_t>(where);
-    if (listIndex == 0 || ListEntry(listIndex) == nullptr) {
+    if (listIndex == 0 || ChangeableListEntry(listIndex) == nullptr) {
         listIndex = NewIntListEntry(new std::vector<int>(), nullptr);
         StoreValue(where, static_cast<int32_t>(listIndex));
     }
@@ -511,16 +563,21 @@ void OnfBlock::ExtendIntList(size_t listIndex, BlockDataType type, int value) {
 }
 
 void OnfBlock::TransferSetSize(size_t index, Item listItem, Item sizeItem) {
-    const size_t size = GetIntList(index, listItem).size();
+    const size_t size = GetIntListView(index, listItem).size();
     StoreValue(ItemPtr(index, sizeItem), static_cast<int32_t>(size));
 }
 
 void OnfBlock::UpdateIdIntLists() {
-    std::vector<std::pair<size_t, QSV_IdMap*>> listItems;
+    struct ListItem {
+        size_t item;
+        QSV_IdMap* map;
+        const BrelonIdIndexTrie* trie; // the map's own, for look-ups without a call
+    };
+    std::vector<ListItem> listItems;
     for (size_t item = 1; item < m_NumItems; ++item) {
         const QSV_IdType idType = DetermineIdType(item);
         if (IsIntListType(m_RecMap[item].m_Type) && idType != ID_NONE) {
-            listItems.emplace_back(item, &IdMapOf(idType));
+            listItems.push_back({item, &IdMapOf(idType), m_Context.m_IdTries[idType]});
         }
     }
     if (listItems.empty()) {
@@ -530,19 +587,37 @@ void OnfBlock::UpdateIdIntLists() {
         if (!HasRecord(index)) {
             continue;
         }
-        for (const auto& listItem : listItems) {
-            const size_t listIndex = LoadValue<uint32_t>(ItemPtr(index, listItem.first));
-            BrelonOnfIntListEntry* entry = listIndex == 0 ? nullptr : ListEntry(listIndex);
-            if (entry == nullptr || !entry->ids) {
-                continue;
-            }
-            const std::vector<int>& ids = *entry->ids;
-            auto indices = std::make_unique<std::vector<int>>(ids.size());
-            for (size_t k = 0; k < ids.size(); ++k) {
-                (*indices)[k] = static_cast<int>(listItem.second->FetchIdx(ids[k]));
-            }
-            entry->indices = std::move(indices);
+        for (const ListItem& listItem : listItems) {
+            TranslateIdList(LoadValue<uint32_t>(ItemPtr(index, listItem.item)), *listItem.map,
+                            listItem.trie);
         }
+    }
+}
+
+// Gives list `listIndex` its indices in `map`: every id through FetchIdx, which makes an index
+// for an id that no block defines. Ids the map knows are found in its trie without a call.
+void OnfBlock::TranslateIdList(size_t listIndex, QSV_IdMap& map, const BrelonIdIndexTrie* trie) {
+    BrelonOnfIntListEntry* entry = listIndex == 0 ? nullptr : ListEntry(listIndex);
+    OnfIntListView ids;
+    if (entry == nullptr || !FindListIds(listIndex, ids)) {
+        return;
+    }
+    int* out = nullptr;
+    std::unique_ptr<std::vector<int>> indices;
+    if (!entry->ids || !entry->indices) {
+        out = m_Helpers.m_PackedIntLists.SetIndices(listIndex); // null unless the list is packed
+    }
+    if (out == nullptr) {
+        indices = std::make_unique<std::vector<int>>(ids.size());
+        out = indices->data();
+    }
+    for (size_t k = 0; k < ids.size(); ++k) {
+        const size_t known = trie != nullptr ? trie->Find(ids[k]) : BrelonIdIndexTrie::NOT_FOUND;
+        out[k] =
+            static_cast<int>(known != BrelonIdIndexTrie::NOT_FOUND ? known : map.FetchIdx(ids[k]));
+    }
+    if (indices) {
+        entry->indices = std::move(indices);
     }
 }
 
@@ -597,7 +672,7 @@ void OnfBlock::SetRecord(size_t index, const QSV_DataRecord& record) {
             continue;
         }
         const size_t listIndex = LoadValue<uint32_t>(ItemPtr(index, item));
-        BrelonOnfIntListEntry* entry = listIndex == 0 ? nullptr : ListEntry(listIndex);
+        BrelonOnfIntListEntry* entry = listIndex == 0 ? nullptr : ChangeableListEntry(listIndex);
         if (entry == nullptr) {
             continue;
         }
@@ -644,11 +719,11 @@ bool OnfBlock::GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const 
 }
 
 bool OnfBlock::GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const {
-    const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
-    if (entry == nullptr || !entry->ids) {
+    OnfIntListView list;
+    if (!FindListIds(listIndex, list)) {
         return false;
     }
-    ids.Assign(entry->ids->data(), entry->ids->size());
+    ids.Assign(list.begin(), list.size());
     return true;
 }
 
@@ -707,11 +782,11 @@ void OnfBlock::DeleteData() {}
 size_t OnfBlock::GetIntListLen(size_t listIndex) const {
     // The list in ids where there is one; a list set through this interface has only indices,
     // and its length must still tell the caller how much room GetIntList needs.
-    const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
-    if (entry == nullptr) {
-        return 0;
+    OnfIntListView list;
+    if (FindListIds(listIndex, list) || FindListIndices(listIndex, list)) {
+        return list.size();
     }
-    return entry->ids ? entry->ids->size() : (entry->indices ? entry->indices->size() : 0);
+    return 0;
 }
 
 void OnfBlock::GetIntList(size_t listIndex, QSV_IntArray& values) const {
@@ -720,13 +795,9 @@ void OnfBlock::GetIntList(size_t listIndex, QSV_IntArray& values) const {
 }
 
 void OnfBlock::GetIntList(size_t listIndex, int* values) const {
-    const BrelonOnfIntListEntry* entry = ListEntry(listIndex);
-    if (entry == nullptr) {
-        return;
-    }
-    const std::vector<int>* list = entry->indices ? entry->indices.get() : entry->ids.get();
-    if (list != nullptr) {
-        std::copy(list->begin(), list->end(), values);
+    OnfIntListView list;
+    if (FindListIndices(listIndex, list) || FindListIds(listIndex, list)) {
+        std::copy(list.begin(), list.end(), values);
     }
 }
 

@@ -45,96 +45,11 @@ constexpr size_t kDirectIndexFactor = 16;
 // cost no more than this; every catalogued block's records are small enough for the whole range.
 constexpr size_t kDirectIndexBytesFloor = size_t(1) << 24;
 
-// One token of a record line, left where it stands in the line: the bytes [begin, end).
-struct TokenView {
-    const char* begin;
-    const char* end;
-};
-
 bool IsBlank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-constexpr uint64_t kOnes = 0x0101010101010101ULL;
-constexpr uint64_t kHighBits = 0x8080808080808080ULL;
-constexpr uint64_t kCommas = kOnes * ',';
-constexpr uint64_t kQuotes = kOnes * '"';
-
-// The high bit of every zero byte of `x`. A borrow can flag a byte behind a zero byte, never
-// one in front of it, so the lowest flag marks the first zero byte exactly.
-uint64_t ZeroBytes(uint64_t x) {
-    return (x - kOnes) & ~x & kHighBits;
-}
-
-// The first comma or double quote in [p, end), or `end`. Eight bytes at a time while eight
-// remain in front of `end`, so that it reads nothing outside the line.
-const char* FindCommaOrQuote(const char* p, const char* end) {
-    for (; end - p >= 8; p += 8) {
-        uint64_t word;
-        std::memcpy(&word, p, sizeof word);
-        const uint64_t hits = ZeroBytes(word ^ kCommas) | ZeroBytes(word ^ kQuotes);
-        if (hits != 0) {
-            return p + (__builtin_ctzll(hits) >> 3); // bytes are in memory order (little endian)
-        }
-    }
-    while (p < end && *p != ',' && *p != '"') {
-        ++p;
-    }
-    return p;
-}
-
-// Cuts a record line into tokens by the same rules as TextLineSplitter::SplitLine with commas
-// and double quotes (SPLIT_KEEP_QUOTED), but without copying the line: record lines are nearly
-// all of a body and their tokens are mostly numbers, read straight from the line's bytes. Each
-// token ends in front of a blank, a comma or the line's NUL, never in front of a digit or sign.
-// Returns the number of tokens, which fill the front of `tokens` (grown as needed, never shrunk).
-size_t SplitViews(const char* p, std::vector<TokenView>& tokens) {
-    const char* const end = p + std::strlen(p);
-    while (p < end && IsBlank(*p)) {
-        ++p;
-    }
-    if (p == end) {
-        return 0; // empty or all blanks: no tokens
-    }
-    // Bytes of the line may alias anything, so the vector's members would be reloaded after
-    // every byte read; a local pointer keeps them in registers.
-    TokenView* slot = tokens.data();
-    size_t count = 0;
-    for (;;) {
-        while (IsBlank(*p)) {
-            ++p;
-        }
-        const char* const start = p;
-        for (;;) {
-            p = FindCommaOrQuote(p, end);
-            if (p == end || *p == ',') {
-                break; // a comma outside quotes, or the end of the line
-            }
-            // Commas up to the closing quote do not cut; an unclosed quote runs to the end.
-            p = static_cast<const char*>(std::memchr(p + 1, '"', static_cast<size_t>(end - p - 1)));
-            if (p == nullptr) {
-                p = end;
-                break;
-            }
-            ++p;
-        }
-        const char* stop = p;
-        while (stop > start && IsBlank(stop[-1])) {
-            --stop;
-        }
-        if (count == tokens.size()) {
-            tokens.resize(2 * count);
-            slot = tokens.data();
-        }
-        slot[count].begin = start;
-        slot[count].end = stop;
-        ++count;
-        if (p == end) {
-            return count;
-        }
-        ++p; // past the comma
-    }
-}
+using onf_detail::TokenView;
 
 // The engine's integer reading of keys and integer items: optional sign, then digits up to the
 // first other byte, in 32-bit wrap-around arithmetic (unsigned, so that no overflow is undefined).
@@ -213,23 +128,21 @@ size_t onf_detail::BodyBytes(TextLinesProvider& lines) {
     return bytes;
 }
 
-// What one LoadBlock call carries from line to line. Record lines are cut into token views in
-// place; the shared splitter cuts only the lines that the list readers take, since they go on
-// with it to the list's further lines.
+// What one LoadBlock call carries from line to line. Lines are cut into token views in place
+// (onf_detail::split_record_line), list lines too: the list readers go on from the views.
 struct OnfBlock::LoadContext {
     TextLinesProvider& lines;
-    TextLineSplitter& splitter;
     const QSV_OnfMetaData* row = nullptr;
     std::vector<size_t> counters = std::vector<size_t>(4, 0);
     bool anyInvalid = false;
     size_t numLines = 0;
-    size_t keyLimit = 0;   // keys of a directly indexed block lie below this
-    const char* line = ""; // the line the tokens come from
-    std::vector<TokenView> tokens = std::vector<TokenView>(16); // the tokens of `line` ...
+    size_t keyLimit = 0;                                        // keys of a directly indexed block
+    std::vector<TokenView> tokens = std::vector<TokenView>(16); // the tokens of the line ...
     size_t numTokens = 0;                                       // ... in front
-    std::string text; // the last token asked for as a NUL-terminated text
+    std::string text;         // the last token asked for as a NUL-terminated text
+    std::vector<int> intList; // the integer list being read, before it is packed
 
-    LoadContext(TextLinesProvider& l, TextLineSplitter& s) : lines(l), splitter(s) {}
+    explicit LoadContext(TextLinesProvider& l) : lines(l) {}
     size_t NumTokens() const { return numTokens; }
     // An absent token reads as the empty text (an empty line has no token 0).
     const char* Begin(size_t i) const { return i < numTokens ? tokens[i].begin : ""; }
@@ -239,28 +152,7 @@ struct OnfBlock::LoadContext {
         text.assign(Begin(i), End(i));
         return text.c_str();
     }
-    void Split(const char* next) {
-        line = next;
-        numTokens = SplitViews(next, tokens);
-    }
-    // A line that starts a list: the list reader cuts it (SplitForList) and reads on.
-    void TakeListLine(const char* next) {
-        line = next;
-        numTokens = 0;
-    }
-    // The splitter holds the current line, as the list readers expect it.
-    void SplitForList() { splitter.SplitLine(line, TextLineSplitter::SPLIT_KEEP_QUOTED, ',', '"'); }
-    // After a list the tokens are those of the list's last line.
-    void TakeSplitterTokens() {
-        numTokens = splitter.GetNumTokens();
-        if (tokens.size() < numTokens) {
-            tokens.resize(numTokens);
-        }
-        for (size_t i = 0; i < numTokens; ++i) {
-            const char* token = splitter.GetToken(i);
-            tokens[i] = TokenView{token, token + std::strlen(token)};
-        }
-    }
+    void Split(const char* line) { numTokens = onf_detail::split_record_line(line, tokens); }
     std::string FileUtf8() const {
         return BrelonStringUtil::wide_to_utf8(lines.FileName().c_str());
     }
@@ -302,7 +194,7 @@ bool OnfBlock::IsValueInvalid(const char* text, BlockDataType type, std::vector<
 // with the item walk and the number parsing inside it, is where a load spends its time.
 void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     lines.Rewind();
-    LoadContext context(lines, m_Helpers.m_Splitter);
+    LoadContext context(lines);
     PrepareLoad(context);
     for (const char* line = lines.ExtractLine(); line != nullptr; line = lines.ExtractLine()) {
         if (!LoadRecord(context, line)) {
@@ -312,13 +204,25 @@ void OnfBlock::LoadBlock(TextLinesProvider& lines) {
     FinishLoad(context);
 }
 
-void OnfBlock::PrepareLoad(LoadContext& context) const {
+void OnfBlock::PrepareLoad(LoadContext& context) {
     if (QSV_OnfInfoPool::ExistsOnfBlock(m_BlockId)) {
         context.row = &QSV_OnfInfoPool::GetOnfInfo(m_BlockId);
     }
     if (m_DirectIndexed || m_IdMap == nullptr) {
         context.keyLimit =
             DirectKeyLimit(m_NumExpectedRecords, m_Records.RecordSize(), context.lines);
+    }
+    // A block that at least doubles the list entries makes room for its declared records' lists
+    // at once, so that the entries are not copied while they grow (which would also hold both
+    // copies at once). Smaller blocks leave the growth to the vector.
+    const size_t declared = m_NumExpectedRecords;
+    size_t listItems = 0;
+    for (size_t item = 1; item < m_NumItems; ++item) {
+        listItems += m_RecMap[item].m_List != QSV_LayoutItem::LIST_KIND_NONE ? 1 : 0;
+    }
+    std::vector<BrelonOnfIntListEntry>& entries = m_Helpers.m_IntLists;
+    if (listItems > 0 && declared >= entries.size() && declared <= SIZE_MAX / listItems) {
+        entries.reserve(entries.size() + listItems * declared);
     }
 }
 
@@ -388,7 +292,8 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, int& key) {
         key = static_cast<int>(index);
         return index;
     }
-    return FetchIndex(key);
+    // The keys of a block are mostly new: the map's own look-up is the only one they need.
+    return m_IdMap->FetchIdx(key);
 }
 
 // The items of the record behind its key, in the order of the layout. A line continues the
@@ -397,6 +302,7 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, int& key) {
 // is written, with the key's character left out, rather than from the format's second character
 // on, which would read a value of one type into an item of another.
 bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
+    unsigned char* const record = static_cast<unsigned char*>(m_Records.RecordData(index));
     size_t token = 1;
     for (size_t item = 1; item < m_NumItems; ++item) {
         const QSV_LayoutItem& layout = m_RecMap[item];
@@ -411,21 +317,16 @@ bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
                         context.lines.GetCurrentIdx() + 1);
                 return false;
             }
-            if (layout.m_List != QSV_LayoutItem::LIST_KIND_NONE) {
-                context.TakeListLine(line);
-            } else {
-                context.Split(line);
-            }
+            context.Split(line);
             token = 0;
         }
-        token = LoadItem(context, index, item, token);
+        token = LoadItem(context, record + layout.m_Offset, layout, token);
     }
     return true;
 }
 
-size_t OnfBlock::LoadItem(LoadContext& context, size_t index, size_t item, size_t token) {
-    unsigned char* where = ItemPtr(index, item);
-    const QSV_LayoutItem& layout = m_RecMap[item];
+size_t OnfBlock::LoadItem(LoadContext& context, unsigned char* where, const QSV_LayoutItem& layout,
+                          size_t token) {
     const BlockDataType type = layout.m_Type;
     const char c = layout.m_Char;
     switch (c) {
@@ -536,25 +437,37 @@ size_t OnfBlock::LoadReals(LoadContext& context, unsigned char* where, size_t co
 size_t OnfBlock::LoadList(LoadContext& context, unsigned char* where, char c) {
     // The rest of the line counts as used up: whatever follows a list starts on a new line. The
     // larger of the two counts makes sure of that also when the list ran over several lines.
-    context.SplitForList();
-    const size_t tokensBefore = context.splitter.GetNumTokens();
+    const size_t tokensBefore = context.NumTokens();
     if (c == 'D') {
         auto values = std::make_unique<std::vector<double>>();
         StoreValue(where, static_cast<int32_t>(m_Helpers.m_RealLists.size()));
-        QSV_ListFormatUtil::read_onf_real_list(context.lines, *values, context.splitter);
+        onf_detail::read_real_list_views(context.lines, context.tokens, context.numTokens, *values);
         m_Helpers.m_RealLists.push_back(values.get());
         values.release();
     } else {
-        auto values = std::make_unique<std::vector<int>>();
-        StoreValue(where, static_cast<int32_t>(m_Helpers.m_IntLists.size()));
-        QSV_ListFormatUtil::read_onf_int_list(context.lines, *values, context.splitter);
+        std::vector<int>& values = context.intList;
+        onf_detail::read_int_list_views(context.lines, context.tokens, context.numTokens, values);
         if (c == 'O') {
-            QSV_ListFormatUtil::sort_remove_duplicates(*values);
+            QSV_ListFormatUtil::sort_remove_duplicates(values);
         }
-        m_Helpers.m_IntLists.emplace_back(std::move(values), nullptr);
+        StoreValue(where, static_cast<int32_t>(AddPackedIntList(values)));
     }
-    context.TakeSplitterTokens();
     return std::max(tokensBefore, context.NumTokens()) + 1;
+}
+
+// A list that a load read goes into the packed pool; its entry, which gives it its reference,
+// keeps its vectors empty until the list is asked for as a vector or changed.
+size_t OnfBlock::AddPackedIntList(const std::vector<int>& values) {
+    std::vector<BrelonOnfIntListEntry>& entries = m_Helpers.m_IntLists;
+    const size_t reference = entries.size();
+    entries.emplace_back();
+    try {
+        m_Helpers.m_PackedIntLists.AddList(reference, values.data(), values.size());
+    } catch (...) {
+        entries.pop_back();
+        throw;
+    }
+    return reference;
 }
 
 // ---- Writing ----------------------------------------------------------------------------------
@@ -796,11 +709,15 @@ void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
         break;
     }
     case 'L':
-    case 'O':
-        QSV_ListFormatUtil::write_onf_int_list(GetIntList(index, static_cast<Item>(item)),
-                                               c == 'O' ? 1 : 2, writer, m_Helpers.m_LineFormatter);
+    case 'O': {
+        const OnfIntListView list = GetIntListView(index, static_cast<Item>(item));
+        onf_detail::write_int_list(list.begin(), list.size(),
+                                   c == 'O' ? QSV_ListFormatUtil::INT_LIST_SORTED
+                                            : QSV_ListFormatUtil::INT_LIST_ORDERED,
+                                   writer, m_Helpers.m_LineFormatter);
         count = 0;
         break;
+    }
     case 'D':
         QSV_ListFormatUtil::write_onf_real_list(GetRealList(index, static_cast<Item>(item)), writer,
                                                 m_Helpers.m_LineFormatter);

@@ -256,7 +256,8 @@ void OnfModifFile::ReplaceModElemItems(const BrelonRadixTrieMap<int, int>& idMap
         if (!elements.HasRecord(index)) {
             continue;
         }
-        values = elements.GetIntList(index, item);
+        const OnfIntListView list = elements.GetIntListView(index, item);
+        values.assign(list.begin(), list.end());
         bool changed = false;
         for (int& value : values) {
             if (const int* mapped = idMap.Find(value)) {

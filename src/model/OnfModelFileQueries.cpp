@@ -42,7 +42,9 @@ void OnfModelFile::GetElementNodes(int element, std::vector<int>& nodes) const {
         nodes.clear();
         return;
     }
-    nodes = block.GetIntList(static_cast<size_t>(index), Item::ELEM_ITEM_NODES);
+    const OnfIntListView list =
+        block.GetIntListView(static_cast<size_t>(index), Item::ELEM_ITEM_NODES);
+    nodes.assign(list.begin(), list.end());
 }
 
 void OnfModelFile::GetElementsNodes(const QSV_IntSetIntvl<int>& elements,
@@ -53,8 +55,8 @@ void OnfModelFile::GetElementsNodes(const QSV_IntSetIntvl<int>& elements,
     elements.ForEach([&](int element) {
         const long long index = block.GetRecordIdx(element);
         if (index >= 0) {
-            const std::vector<int>& list =
-                block.GetIntList(static_cast<size_t>(index), Item::ELEM_ITEM_NODES);
+            const OnfIntListView list =
+                block.GetIntListView(static_cast<size_t>(index), Item::ELEM_ITEM_NODES);
             gathered.insert(gathered.end(), list.begin(), list.end());
         }
     });
@@ -72,7 +74,7 @@ void OnfModelFile::GetNodeElements(const QSV_IntSetIntvl<int>& nodes, std::vecto
     }
     std::vector<int> elementNodes;
     for (auto it = block.Begin(); it.IsValid(); ++it) {
-        const std::vector<int>& list = block.GetIntList(*it, Item::ELEM_ITEM_NODES);
+        const OnfIntListView list = block.GetIntListView(*it, Item::ELEM_ITEM_NODES);
         elementNodes.assign(list.begin(), list.end());
         const size_t common = CountCommonValues(elementNodes, nodes);
         if (common == 0) {

@@ -82,6 +82,11 @@ void BrelonOnfTxtDatabase::FreePointers() {
 
 void BrelonOnfTxtDatabase::FreeListPools() {
     m_IntLists.clear();
+    // The packed pool holds the lists that loads read, which the entries above refer to: it goes
+    // with them, so that a cleared database holds no dead lists.
+    if (m_PackedIntLists != nullptr) {
+        m_PackedIntLists->Clear();
+    }
     for (std::vector<double>* list : m_RealLists) {
         delete list;
     }
@@ -111,6 +116,8 @@ void BrelonOnfTxtDatabase::ReInitPools() {
     }
     m_RealLists.resize(1);
     m_IntLists.erase(m_IntLists.begin() + 1, m_IntLists.end());
+    // The packed lists that loads read go with the entries that refer to them.
+    m_PackedIntLists->Clear();
     m_FirstIntList->clear();
     m_FirstIdxList->clear();
     m_FirstRealList->clear();

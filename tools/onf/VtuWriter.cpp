@@ -443,7 +443,7 @@ bool ModelVtuExport::AddCell(size_t index) {
         return false;
     }
     const VtkCellShape& shape = VtkShapeOf(type);
-    const std::vector<int>& list = elements.GetIntList(index, kElemNodes);
+    const OnfIntListView list = elements.GetIntListView(index, kElemNodes);
     std::string problem;
     if (shape.cellType == VTK_EMPTY_CELL) {
         problem = "is of kind " + std::to_string(type) + ", which has no cell shape";
@@ -514,7 +514,7 @@ void ModelVtuExport::AddGroupBlock(const OnfGroupsFile& groups, int blockNumber,
         block.GetString(*it, kGroupName, name);
         VtuArray flags = MakeArray(UniqueName("group:" + name, nodes), VtuArray::UINT8, 1, count);
         size_t missing = 0;
-        for (const int member : block.GetIntList(*it, kGroupMembers)) {
+        for (const int member : block.GetIntListView(*it, kGroupMembers)) {
             const int64_t at = nodes ? PointOf(member) : CellOf(member);
             if (at < 0) {
                 ++missing;

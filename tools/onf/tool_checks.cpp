@@ -150,7 +150,7 @@ void CheckReference(const BlockLookup& blocks, const Reference& reference,
     for (auto it = block->Begin(); it.IsValid(); ++it) {
         missing.clear();
         if (list) {
-            for (int id : block->GetIntList(*it, item)) {
+            for (int id : block->GetIntListView(*it, item)) {
                 if (!targets.Has(id)) {
                     missing.push_back(id);
                 }
@@ -174,7 +174,7 @@ void CheckElementShapes(const OnfBlock& elements, std::vector<ModelFinding>& fin
     for (auto it = elements.Begin(); it.IsValid(); ++it) {
         const int id = elements.GetId(*it);
         const int kind = elements.GetInt(*it, ELEM_ITEM_TYPE);
-        const size_t listed = elements.GetIntList(*it, ELEM_ITEM_NODES).size();
+        const size_t listed = elements.GetIntListView(*it, ELEM_ITEM_NODES).size();
         const std::string element = "element " + std::to_string(id);
         const bool known =
             kind >= 0 && kind < OnfElement::NUM_ELEM_TYPES &&
@@ -281,7 +281,7 @@ void CheckGroupMembers(const BlockLookup& groups, const BlockLookup& model,
         }
         for (auto it = block->Begin(); it.IsValid(); ++it) {
             missing.clear();
-            for (int id : block->GetIntList(*it, GROUP_ITEM_MEMBERS)) {
+            for (int id : block->GetIntListView(*it, GROUP_ITEM_MEMBERS)) {
                 if (members == nullptr || !members->HasRecord(id)) {
                     missing.push_back(id);
                 }
