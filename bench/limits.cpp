@@ -1,14 +1,16 @@
 // What files at the engine's limits cost: the id map's bytes an id for the patterns ids come in,
-// and the memory of a list that a folded run expands. Each runs once: these are measures of
-// memory, not timings.
+// the memory of a list that a folded run expands (each run once: measures of memory, not
+// timings), and the time of files of many tiny blocks, whose cost must follow their records.
 #include "bench_common.h"
 
 #include "BrelonOnfIdMap.h"
 #include "OnfGroupsFile.h"
+#include "OnfModelFile.h"
 #include "QSV_Failure.h"
 
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <random>
 #include <string>
 
@@ -16,6 +18,11 @@ namespace onf_bench {
 namespace {
 
 constexpr size_t kIds = 1000000;
+
+std::string TempPath(const std::string& name) {
+    const char* folder = std::getenv("TMPDIR");
+    return std::string(folder != nullptr ? folder : "/tmp") + "/" + name;
+}
 
 // Heap bytes an id of an id map of node ids filled with kIds ids of one pattern.
 double BytesPerId(int pattern) {
@@ -46,8 +53,7 @@ void EngineIdMapMemory(benchmark::State& state) {
 
 // A groups file of 46 bytes whose one group is the run 1-67108864: the list it makes is 256 MiB.
 void EngineFoldedRunMemory(benchmark::State& state) {
-    const std::string path = std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") +
-                             "/onf_bench_folded_run.onf";
+    const std::string path = TempPath("onf_bench_folded_run.onf");
     std::ofstream(path, std::ios::binary) << "   -1\n200\n1\n1, 67108864, BIG\n1-67108864\n   -1\n";
     const double listBytes = 67108864.0 * sizeof(int);
     const PeakMemoryProbe probe;
@@ -68,7 +74,71 @@ void EngineFoldedRunMemory(benchmark::State& state) {
     std::remove(path.c_str());
 }
 
+// A file of `count` blocks of one record each: nodes (block 110), each replacing the last when a
+// model reads it, or node groups (block 200), which a groups file merges into one block. Written
+// once a size and kind, before the timing.
+const std::string& TinyBlocksFile(bool groups, size_t count) {
+    static std::map<std::pair<bool, size_t>, std::string> files;
+    std::string& path = files[{groups, count}];
+    if (path.empty()) {
+        path = TempPath("onf_bench_tiny_" + std::string(groups ? "200_" : "110_") +
+                        std::to_string(count) + ".onf");
+        std::ofstream out(path, std::ios::binary);
+        for (size_t i = 1; i <= count; ++i) {
+            if (groups) {
+                out << "   -1\n200\n1\n" << i << ", 1, G" << i << "\n" << i << "\n   -1\n";
+            } else {
+                out << "   -1\n110\n1\n" << i << ", 0, 0, 1.0, 2.0, 3.0\n   -1\n";
+            }
+        }
+    }
+    return path;
+}
+
+template <typename Read>
+void TinyBlocksLoad(benchmark::State& state, bool groups, Read read) {
+    const size_t count = static_cast<size_t>(state.range(0));
+    const std::string& path = TinyBlocksFile(groups, count);
+    const std::wstring name(path.begin(), path.end());
+    const UserCpuTimer cpu;
+    for (auto _ : state) {
+        try {
+            read(name);
+        } catch (const QSV_Exception& failure) {
+            state.SkipWithError(failure.GetMessage().c_str());
+            return;
+        }
+    }
+    cpu.Report(state);
+    SetThroughput(state, 0, count);
+}
+
+void EngineTinyBlocksReplaced(benchmark::State& state) {
+    TinyBlocksLoad(state, false, [](const std::wstring& name) {
+        OnfModelFile model(name, nullptr);
+        model.Read();
+        benchmark::DoNotOptimize(&model);
+    });
+}
+
+void EngineTinyBlocksMerged(benchmark::State& state) {
+    TinyBlocksLoad(state, true, [](const std::wstring& name) {
+        OnfGroupsFile groups(name);
+        groups.Read();
+        benchmark::DoNotOptimize(&groups);
+    });
+}
+
 const bool kRegistered = [] {
+    for (const char* name : {"Engine/TinyBlocksReplaced", "Engine/TinyBlocksMerged"}) {
+        benchmark::RegisterBenchmark(name, name[13] == 'R' ? &EngineTinyBlocksReplaced
+                                                           : &EngineTinyBlocksMerged)
+            ->Arg(100000)
+            ->Arg(1000000)
+            ->Iterations(1)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond);
+    }
     benchmark::RegisterBenchmark("Engine/IdMapMemory", &EngineIdMapMemory)
         ->Iterations(1)
         ->Unit(benchmark::kMillisecond);

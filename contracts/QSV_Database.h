@@ -170,6 +170,10 @@ public:
     // Likewise for an integer list: its values as stored, in external ids where the list's item
     // has an id space. The base answers false; the adapters then take GetIntList as indices.
     virtual bool GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const;
+    // The lowest index that may hold a record, where the walks of valid indices start: a block
+    // whose records lie far up its id space need not step over every index below them. The base
+    // answers 0.
+    virtual size_t GetFirstIndex() const;
 
     // ---- What the block is -------------------------------------------------------------------
     // The first valid index; walk with `for (auto it = Begin(); it.IsValid(); ++it)`.

@@ -280,6 +280,8 @@ public:
     bool GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const override;
     // The list in external ids where the entry has it; false for a list held only as indices.
     bool GetStoredIntList(size_t listIndex, QSV_IntArray& ids) const override;
+    // The first index of the block's window of records (see FetchRecord).
+    size_t GetFirstIndex() const override { return m_FirstIndex; }
 
 protected:
     // Writes one record: at most ten values a line, `b` ends a line.
@@ -289,9 +291,17 @@ private:
     void InitInternalData();
     QSV_IdType DetermineIdType(size_t item) const;
     bool FetchRecord(size_t index);
-    int* GetRecordIdPtr(size_t index) { return static_cast<int*>(m_Records.RecordData(index)); }
+    void WidenDown(size_t index);
+    size_t EndIndex() const { return m_FirstIndex + m_Records.NumRecords(); }
+    void* SlotData(size_t index) { return m_Records.RecordData(index - m_FirstIndex); }
+    const void* SlotData(size_t index) const { return m_Records.RecordData(index - m_FirstIndex); }
+    // A caller that may write an id may make a record: from then on the window no longer moves.
+    int* GetRecordIdPtr(size_t index) {
+        m_MayHoldRecords = true;
+        return static_cast<int*>(SlotData(index));
+    }
     const int* GetRecordIdConstPtr(size_t index) const {
-        return static_cast<const int*>(m_Records.RecordData(index));
+        return static_cast<const int*>(SlotData(index));
     }
     bool IsRecordItemConform(size_t item, BlockDataType type) const;
     void UpdateRecordId(size_t index);
@@ -330,11 +340,10 @@ private:
     void TranslateIdList(size_t listIndex, QSV_IdMap& map, const BrelonIdIndexTrie* trie);
 
     unsigned char* ItemPtr(size_t index, size_t item) {
-        return static_cast<unsigned char*>(m_Records.RecordData(index)) + m_RecMap[item].m_Offset;
+        return static_cast<unsigned char*>(SlotData(index)) + m_RecMap[item].m_Offset;
     }
     const unsigned char* ItemPtr(size_t index, size_t item) const {
-        return static_cast<const unsigned char*>(m_Records.RecordData(index)) +
-               m_RecMap[item].m_Offset;
+        return static_cast<const unsigned char*>(SlotData(index)) + m_RecMap[item].m_Offset;
     }
     size_t FindIndex(int id, bool& found) const;
     size_t FetchIndex(int id);
@@ -344,7 +353,10 @@ private:
     std::string m_UserHeader;
     size_t m_NumItems = 0;
     size_t m_NumExpectedRecords;
+    // The records of the indices from m_FirstIndex on (see FetchRecord).
     BrelonMemRecArray m_Records;
+    size_t m_FirstIndex = 0;
+    bool m_MayHoldRecords = false; // an id has been asked for writing
     const BrelonIdIndexTrie* m_IdTrie = nullptr;
     bool m_DirectIndexed = true;
     QSV_IdMap* m_IdMap = nullptr;

@@ -100,6 +100,33 @@ TEST(BlockRecords, EmptyAndDeletedRecords) {
     EXPECT_EQ(Warranted(block, 40), first);
 }
 
+// A block keyed by ids that the database's id map numbered late holds slots from its first record's
+// index on, not from 0; records further down widen it and keep what the others hold.
+TEST(BlockRecords, RecordsFarUpTheIdMapHoldOnlyTheirWindow) {
+    OnfBlockSet db;
+    for (int id = 1; id <= 1000; ++id) {
+        db.GetIdMapsPool().GetIdMap(ID_NODE).FetchIdx(id);
+    }
+    OnfBlock& block = db.AddEmptyBlock(static_cast<QSV_OnfId>(110));
+    const size_t last = Warranted(block, 1000);
+    EXPECT_EQ(block.GetFirstIndex(), last);
+    EXPECT_EQ(*block.Begin(), last);
+    block.SetRecordItem(last, kItem1, 7);
+    for (const int id : {500, 999, 1}) {
+        block.SetRecordItem(Warranted(block, id), kItem1, id);
+    }
+    EXPECT_EQ(block.GetFirstIndex(), 0u);
+    std::vector<int> ids;
+    block.GetIdSet(ids);
+    EXPECT_EQ(ids, (std::vector<int>{1, 500, 999, 1000}));
+    EXPECT_EQ(block.GetInt(last, kItem1), 7);
+    EXPECT_EQ(block.GetInt(static_cast<size_t>(block.GetRecordIdx(500)), kItem1), 500);
+    EXPECT_FALSE(block.HasRecord(static_cast<size_t>(997))); // node 998 has none
+    block.Clear();
+    EXPECT_EQ(Warranted(block, 700), 699u);
+    EXPECT_EQ(block.GetNumRecords(), 1u);
+}
+
 TEST(BlockRecords, DirectIndexedIds) {
     OnfBlockSet db;
     OnfBlock& block = CustomBlock(db, "Ib");

@@ -69,7 +69,7 @@ void QSV_DataBlock::IndexIterator::SkipInvalid() {
 }
 
 QSV_DataBlock::IndexIterator QSV_DataBlock::Begin() const {
-    return IndexIterator(*this, 0, GetMaxIndex());
+    return IndexIterator(*this, static_cast<long long>(GetFirstIndex()), GetMaxIndex());
 }
 
 QSV_DataBlock::IndexIterator QSV_DataBlock::End() const {
@@ -234,6 +234,10 @@ bool QSV_DataBlock::GetStoredRecord(size_t, QSV_ConstDataRecord&) const {
 
 bool QSV_DataBlock::GetStoredIntList(size_t, QSV_IntArray&) const {
     return false;
+}
+
+size_t QSV_DataBlock::GetFirstIndex() const {
+    return 0;
 }
 
 size_t QSV_DataBlock::SetIntList(const QSV_IntArray& values) {

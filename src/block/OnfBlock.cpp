@@ -86,8 +86,8 @@ void OnfBlock::InitInternalData() {
     m_RecMap = GetLayout().GetItems().data();
     m_FormatFlagBit1 = (m_FormatFlags & 2u) != 0;
     m_DirectIndexed = static_cast<uint32_t>(m_BlockIdType) > 14u;
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
-        *GetRecordIdPtr(index) = ID_UNSET;
+    for (size_t slot = 0; slot < m_Records.NumRecords(); ++slot) {
+        *static_cast<int*>(m_Records.RecordData(slot)) = ID_UNSET;
     }
     if (!m_DirectIndexed) {
         m_IdMap = &m_Context.m_IdMaps.GetIdMap(m_BlockIdType);
@@ -102,6 +102,8 @@ const std::string& OnfBlock::GetBlockFormatString() const {
 void OnfBlock::Clear() {
     m_UserHeader.clear();
     m_Records.Clear();
+    m_FirstIndex = 0;
+    m_MayHoldRecords = false;
 }
 
 void OnfBlock::Reserve(size_t n) {
@@ -132,16 +134,46 @@ QSV_IdMap& OnfBlock::IdMapOf(QSV_IdType type) const {
 
 // ---- Slots and ids ----------------------------------------------------------------------------
 
+// Records lie in a window of indices, from m_FirstIndex on. An id-mapped block takes its indices
+// from the database's shared id map, so a block of a few records whose ids the map numbered late
+// would otherwise hold a slot for every index below theirs: 10^6 one-record blocks of 110, each
+// replacing the last, made 10^6 blocks of up to 10^6 slots. A block that holds no record yet moves
+// its window to the first index asked for; one that holds records widens it downward by at least
+// its own size, so that records arriving in descending order cost linear time.
 bool OnfBlock::FetchRecord(size_t index) {
-    while (m_Records.NumRecords() <= index) {
+    if (index < m_FirstIndex || index >= EndIndex()) {
+        if (!m_MayHoldRecords) {
+            m_FirstIndex = index;
+        } else if (index < m_FirstIndex) {
+            WidenDown(index);
+        }
+    }
+    while (EndIndex() <= index) {
         int* id = static_cast<int*>(m_Records.AddNewRecord());
         *id = ID_UNSET;
     }
     return true;
 }
 
+void OnfBlock::WidenDown(size_t index) {
+    const size_t count = m_Records.NumRecords();
+    const size_t room = std::max(m_FirstIndex - index, count);
+    const size_t first = m_FirstIndex > room ? m_FirstIndex - room : 0;
+    const size_t front = m_FirstIndex - first;
+    const size_t bytes = m_Records.RecordSize();
+    BrelonMemRecArray wider(bytes, front + count, (front + count) / 10);
+    for (size_t slot = 0; slot < front; ++slot) {
+        *static_cast<int*>(wider.RecordData(slot)) = ID_UNSET;
+    }
+    for (size_t slot = 0; slot < count; ++slot) {
+        std::memcpy(wider.RecordData(front + slot), m_Records.RecordData(slot), bytes);
+    }
+    m_Records = std::move(wider);
+    m_FirstIndex = first;
+}
+
 bool OnfBlock::HasRecord(size_t index) const {
-    return index < m_Records.NumRecords() && *GetRecordIdConstPtr(index) != ID_UNSET;
+    return index >= m_FirstIndex && index < EndIndex() && *GetRecordIdConstPtr(index) != ID_UNSET;
 }
 
 bool OnfBlock::HasRecord(int id) const {
@@ -199,7 +231,7 @@ int OnfBlock::GetId(size_t index) const {
 }
 
 int OnfBlock::GetMinId() const {
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         if (HasRecord(index)) {
             return GetId(index);
         }
@@ -213,7 +245,7 @@ int OnfBlock::GetMaxId() const {
 }
 
 long long OnfBlock::GetMaxIndex() const {
-    for (size_t index = m_Records.NumRecords(); index > 0; --index) {
+    for (size_t index = EndIndex(); index > m_FirstIndex; --index) {
         if (HasRecord(index - 1)) {
             return static_cast<long long>(index - 1);
         }
@@ -223,7 +255,7 @@ long long OnfBlock::GetMaxIndex() const {
 
 size_t OnfBlock::GetNumRecords() const {
     size_t count = 0;
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         count += HasRecord(index) ? 1 : 0;
     }
     return count;
@@ -231,7 +263,7 @@ size_t OnfBlock::GetNumRecords() const {
 
 void OnfBlock::GetIdSet(std::vector<int>& ids) const {
     ids.clear();
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         if (HasRecord(index)) {
             ids.push_back(GetId(index));
         }
@@ -240,7 +272,7 @@ void OnfBlock::GetIdSet(std::vector<int>& ids) const {
 
 void OnfBlock::GetIdSet(QSV_IntSetIntvl<int>& ids, QSV_DataRecordItem::DataRecordItem item) const {
     ids.Clear();
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         if (HasRecord(index)) {
             ids.Insert(GetInt(index, item));
         }
@@ -583,7 +615,7 @@ void OnfBlock::UpdateIdIntLists() {
     if (listItems.empty()) {
         return;
     }
-    for (size_t index = 0; index < m_Records.NumRecords(); ++index) {
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         if (!HasRecord(index)) {
             continue;
         }
@@ -654,7 +686,8 @@ unsigned char* OnfBlock::PayloadPtr(size_t index, size_t bytes) {
 }
 
 const unsigned char* OnfBlock::PayloadPtr(size_t index, size_t bytes) const {
-    if (m_NumItems < 2 || m_RecMap[1].m_Size < bytes || index >= m_Records.NumRecords()) {
+    if (m_NumItems < 2 || m_RecMap[1].m_Size < bytes || index < m_FirstIndex ||
+        index >= EndIndex()) {
         onf_detail::ThrowFailure(nullptr, kTag,
                                  "ONF block %d has no item 1 that can hold %Iu bytes.",
                                  static_cast<int>(m_BlockId), bytes);
@@ -665,7 +698,7 @@ const unsigned char* OnfBlock::PayloadPtr(size_t index, size_t bytes) const {
 void OnfBlock::SetRecord(size_t index, const QSV_DataRecord& record) {
     FetchRecord(index);
     UpdateRecordId(index);
-    unsigned char* data = static_cast<unsigned char*>(m_Records.RecordData(index)) + 4;
+    unsigned char* data = static_cast<unsigned char*>(SlotData(index)) + 4;
     std::memcpy(data, record.GetBuffer(), std::min(record.GetBufferSize(), m_RecordDataSize));
     for (size_t item = 1; item < m_NumItems; ++item) {
         if (!IsIntListType(m_RecMap[item].m_Type)) {
@@ -696,7 +729,7 @@ void OnfBlock::SetRecord(size_t index, const QSV_DataRecord& record) {
 }
 
 void OnfBlock::GetRecord(size_t index, QSV_ConstDataRecord& record) const {
-    const unsigned char* data = static_cast<const unsigned char*>(m_Records.RecordData(index)) + 4;
+    const unsigned char* data = static_cast<const unsigned char*>(SlotData(index)) + 4;
     unsigned char* buffer = record.GetBuffer();
     const size_t size = std::min(record.GetBufferSize(), m_RecordDataSize);
     std::memcpy(buffer, data, size);
@@ -713,7 +746,7 @@ void OnfBlock::GetRecord(size_t index, QSV_ConstDataRecord& record) const {
 }
 
 bool OnfBlock::GetStoredRecord(size_t index, QSV_ConstDataRecord& record) const {
-    const unsigned char* data = static_cast<const unsigned char*>(m_Records.RecordData(index)) + 4;
+    const unsigned char* data = static_cast<const unsigned char*>(SlotData(index)) + 4;
     std::memcpy(record.GetBuffer(), data, std::min(record.GetBufferSize(), m_RecordDataSize));
     return true;
 }

@@ -48,7 +48,7 @@ T LoadValue(const unsigned char* where) {
 template <typename Visit>
 void ForEachRecord(const OnfBlock& block, Visit visit) {
     const long long last = block.GetMaxIndex();
-    for (long long index = 0; index <= last; ++index) {
+    for (long long index = static_cast<long long>(block.GetFirstIndex()); index <= last; ++index) {
         if (block.HasRecord(static_cast<size_t>(index))) {
             visit(static_cast<size_t>(index));
         }

@@ -302,7 +302,7 @@ size_t OnfBlock::LoadRecordIndex(LoadContext& context, int& key) {
 // is written, with the key's character left out, rather than from the format's second character
 // on, which would read a value of one type into an item of another.
 bool OnfBlock::LoadRecordItems(LoadContext& context, size_t index) {
-    unsigned char* const record = static_cast<unsigned char*>(m_Records.RecordData(index));
+    unsigned char* const record = static_cast<unsigned char*>(SlotData(index));
     size_t token = 1;
     for (size_t item = 1; item < m_NumItems; ++item) {
         const QSV_LayoutItem& layout = m_RecMap[item];
@@ -499,9 +499,8 @@ void OnfBlock::WriteBlock(TextLinesWriter& writer) const {
 
 void OnfBlock::WriteRecordsInIdOrder(TextLinesWriter& writer) const {
     BrelonRadixTrieMap<int, size_t> order;
-    const size_t numSlots = m_Records.NumRecords();
-    order.Reserve(numSlots);
-    for (size_t index = 0; index < numSlots; ++index) {
+    order.Reserve(m_Records.NumRecords());
+    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
         const int id = GetId(index);
         if (id != ID_UNSET) {
             order.Insert(id, index);

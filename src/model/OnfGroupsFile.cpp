@@ -182,7 +182,8 @@ void OnfGroupsFile::CheckIdenticalNames(OnfModelFile* model) {
         elementByName.emplace(elements.GetString(index, GROUP_ITEM_NAME), index);
     });
     const OnfBlock& nodes = GetBlock(kNodeGroupBlock);
-    for (long long index = 0; index <= nodes.GetMaxIndex(); ++index) {
+    for (long long index = static_cast<long long>(nodes.GetFirstIndex());
+         index <= nodes.GetMaxIndex(); ++index) {
         const size_t at = static_cast<size_t>(index);
         if (!nodes.HasRecord(at)) {
             continue;
