@@ -65,7 +65,11 @@ private:
     double m_StartSeconds;
 };
 
-// Bytes of heap in use (allocated and not freed, small and large blocks alike).
+// Bytes of heap in use (allocated and not freed, small and large blocks alike); the engine's
+// large buffers, mapped from the system, are not among them.
 size_t HeapInUse();
+// Bytes the process holds: resident memory once the heap has handed freed memory back. Counts
+// the heap in use and the engine's mapped buffers alike.
+size_t HeldBytes();
 
 } // namespace onf_bench

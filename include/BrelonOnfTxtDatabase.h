@@ -139,6 +139,11 @@ public:
     const std::wstring& GetFilePath() const { return m_FilePath; }
 
 protected:
+    // Reads the file `name` into the set as LoadFrom does (unknown blocks warned about and left
+    // out), through a reader of its own that gives each block's text back as soon as the block
+    // is loaded, so that the read never holds the whole text and all blocks at once. Returns the
+    // number of blocks that the reader found.
+    size_t ReadFile(const std::wstring& name, BlockSetLoadAction action);
     // Frees every integer and real list but slot 0 of both, which is emptied. Allocates nothing.
     void ReInitPools();
     // The bundle handed to every block of this database.

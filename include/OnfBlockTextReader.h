@@ -72,10 +72,26 @@ public:
     // True when some block's descriptor is equivalent to `descriptor`.
     bool AlreadyLoaded(const QSV_DataDescriptor& descriptor) const;
     // Selects block `index` of GetBlocksInfo() and puts the line index to its first body line.
-    // An index out of range selects no block: the block then has no lines.
+    // An index out of range selects no block: the block then has no lines. Fails for a block
+    // whose text was given back (ReleaseBlockText).
     void ProvideBlock(size_t index);
     // num_lines of the current block (0 with none).
     size_t GetNumBlockLines() const;
+
+    // Whether a database's load from this reader gives back the text of each block as soon as
+    // the block is loaded for the last time (ReleaseBlockText), so that a large file's text goes
+    // while its blocks fill and a read never holds the whole text and all blocks at once. Off
+    // unless turned on: the file objects turn it on for the reader of their Read, which nobody
+    // reads again; a caller that looks at the lines after the load leaves it off.
+    void SetReleaseLoadedText(bool release) { m_ReleaseLoadedText = release; }
+    bool GetReleaseLoadedText() const { return m_ReleaseLoadedText; }
+    // Gives back the memory of the body lines of block `index` as far as they fill whole pages:
+    // those lines read as empty afterwards, and ProvideBlock fails for the block. An index out
+    // of range does nothing.
+    void ReleaseBlockText(size_t index);
+    bool IsBlockTextReleased(size_t index) const {
+        return index < m_Released.size() && m_Released[index];
+    }
 
     // The current body line without advancing; null beyond the file's last line.
     const char* GetLine() const override;
@@ -163,4 +179,6 @@ private:
     size_t m_BlockIdx = 0; // current block
     bool m_BlockProvided = false;
     DescriptorKeyTrie m_KeyTrie;
+    bool m_ReleaseLoadedText = false;
+    std::vector<bool> m_Released; // by block: its text was given back
 };

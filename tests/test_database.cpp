@@ -169,6 +169,63 @@ TEST(DatabaseLoadActions, MergeByNumberRenumbersClashingIds) {
     EXPECT_EQ(db.FindBlocks(QSV_DataDescriptorPattern()).size(), 1u);
 }
 
+// The body of a groups block of `count` records whose member lists make it about 16 KiB a record.
+std::string GroupRecords(int firstId, int count) {
+    std::string body;
+    for (int id = firstId; id < firstId + count; ++id) {
+        body += std::to_string(id) + ", 1\nG" + std::to_string(id) + "\n";
+        for (int line = 0; line < 400; ++line) {
+            body += "2, 4, 6, 8, 10, 12, 14, 16, 18, 20,\n"; // no runs: ten values a line
+        }
+        body += "1\n";
+    }
+    return body;
+}
+
+// A reader may give each block's text back once the load is done with it. What was loaded stays
+// whole, a block that a merge joins to another descriptor's head is still read on its own
+// afterwards, and a block's lines read as empty only once its text is gone. Small pages, so that
+// a few blocks of some KiB fill whole pages.
+TEST(DatabaseLoadActions, TextGoesBackAsBlocksAreDoneWith) {
+    onf_detail::LargeBuffer::SetHugePages(false);
+    // Blocks 0 and 1 merge; block 2 has a descriptor of its own and joins the merge as well.
+    const std::string text =
+        BlockText(200, 60, GroupRecords(1, 60)) + BlockText(200, 60, GroupRecords(61, 60)) +
+        "   -1\n   -2\nLOADCASE=3\n   -2\n200\n60\n" + GroupRecords(121, 60) + "   -1\n";
+    ASSERT_GT(text.size(), onf_detail::LargeBuffer::MAPPED_BYTES);
+    for (const bool release : {false, true}) {
+        OnfBlockTextReader reader(text.data(), text.size(), L"mem.onf",
+                                  OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
+        reader.SetReleaseLoadedText(release);
+        OnfBlockSet db;
+        db.LoadFrom(reader, BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER);
+        const OnfBlock& merged = db.GetBlock(static_cast<QSV_OnfId>(200));
+        EXPECT_EQ(merged.GetNumRecords(), 180u) << release;
+        const QSV_DataDescriptor& own = reader.GetBlocksInfo()[2].descriptor;
+        ASSERT_TRUE(db.HasBlock(own));
+        const auto& third = static_cast<const OnfBlock&>(db.GetDataBlock(own));
+        EXPECT_EQ(third.GetNumRecords(), 60u) << release;
+        const size_t last = static_cast<size_t>(third.GetRecordIdx(180));
+        EXPECT_EQ(third.GetIntListView(last, static_cast<OnfBlock::Item>(3)).size(), 4001u);
+        for (size_t block = 0; block < 3; ++block) {
+            EXPECT_EQ(reader.IsBlockTextReleased(block), release) << block;
+            const OnfBlockTextReader::BLOCK_INFO& info = reader.GetBlocksInfo()[block];
+            const std::string middle = reader.GetLines().GetLine(info.first_line + 1000);
+            EXPECT_EQ(middle, release ? "" : "2, 4, 6, 8, 10, 12, 14, 16, 18, 20,") << block;
+            // The lines around a body are no part of it and stay.
+            EXPECT_STREQ(reader.GetLines().GetLine(info.first_line - 1), "60");
+            EXPECT_STREQ(reader.GetLines().GetLine(info.first_line + info.num_lines), "   -1");
+        }
+        if (release) {
+            ExpectFailure([&] { reader.ProvideBlock(1); }, "",
+                          "|%P|BrelonOnfEngine|OnfBlockTextReader",
+                          "The text of block 2 of ONF-file \"mem.onf\" was given back after the "
+                          "block was loaded; it cannot be read again.");
+        }
+    }
+    onf_detail::LargeBuffer::SetHugePages(true);
+}
+
 // Writes down what a tolerant load tells: one entry a call, failures by their identifier.
 class EventLog : public OnfBlockLoadListener {
 public:

@@ -120,8 +120,7 @@ OnfModifFile::~OnfModifFile() {
 void OnfModifFile::Read() {
     QSV_LOG(LOG_INFO, kTag, "Reading modification instructions from ONF file:");
     QSV_LOG(LOG_INFO, kTag, "%s", BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
-    OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    ReadFile(m_FileName, LOAD_REPLACE_BLOCKS);
 }
 
 void OnfModifFile::Write() const {

@@ -75,8 +75,7 @@ void OnfTemporaryFile::Write(std::wstring const& path) const {
 }
 
 void OnfTemporaryFile::ReadFrom(std::wstring const& path) {
-    OnfBlockTextReader reader(path.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    ReadFile(path, LOAD_REPLACE_BLOCKS);
 }
 
 void OnfTemporaryFile::WriteTo(std::wstring const& path) const {

@@ -246,9 +246,7 @@ void OnfGroupsFile::LoadFromDb(const QSV_Database& db, int variant) {
 // A file of exactly one node and one element block was written by one writer and holds no
 // clashing names; repeated blocks come from files put together, whose names are checked.
 void OnfGroupsFile::Read() {
-    OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_MERGE_BY_NUMBER);
-    FinishRead(reader.GetBlocksInfo().size());
+    FinishRead(ReadFile(m_FileName, LOAD_MERGE_BY_NUMBER));
 }
 
 void OnfGroupsFile::FinishRead(size_t numBlocks) {

@@ -37,8 +37,7 @@ int OnfInitFile::GetNumItems(QSV_OnfId block) const {
 }
 
 void OnfInitFile::Read() {
-    OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    ReadFile(m_FileName, LOAD_REPLACE_BLOCKS);
 }
 
 // Flushed before the writer closes, so that an error the stream buffer hid is not lost.

@@ -99,8 +99,7 @@ void OnfModelFile::AddModelBlocks() {
 }
 
 void OnfModelFile::Read() {
-    OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    ReadFile(m_FileName, LOAD_REPLACE_BLOCKS);
     m_ModelCs.MarkAllCsResolved();
 }
 

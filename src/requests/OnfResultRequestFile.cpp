@@ -108,8 +108,7 @@ OnfResultRequestFile::OnfResultRequestFile(const std::wstring& name) : m_FileNam
 OnfResultRequestFile::~OnfResultRequestFile() = default;
 
 void OnfResultRequestFile::Read() {
-    OnfBlockTextReader reader(m_FileName.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
-    LoadFrom(reader, LOAD_REPLACE_BLOCKS);
+    ReadFile(m_FileName, LOAD_REPLACE_BLOCKS);
     FinishRead();
 }
 

@@ -154,6 +154,7 @@ void BrelonOnfTxtDatabase::InitDb(QSV_DatabaseDefs::AccessMode mode, size_t,
                                  BrelonStringUtil::wide_to_utf8(m_FilePath.c_str()).c_str());
     }
     OnfBlockTextReader reader(m_FilePath.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
+    reader.SetReleaseLoadedText(true); // nobody reads the lines again
     LoadFile(reader);
     m_IsInitialized = true;
 }

@@ -104,6 +104,7 @@ private:
     std::unique_ptr<OnfBlock> LoadBlock(size_t index);
     std::unique_ptr<OnfBlock> TryLoadBlock(size_t index);
     void Store(size_t index, std::unique_ptr<OnfBlock> block);
+    void DoneWith(size_t index);
     void MergeByNumber();
     void MergeGroup(const std::vector<size_t>& group);
     void MergeInto(OnfBlock& merged, size_t index, const OnfBlock& other,
@@ -201,6 +202,14 @@ void BrelonOnfTxtDatabase::LoadPass::Store(size_t index, std::unique_ptr<OnfBloc
     if (m_Listener != nullptr) {
         m_Listener->OnLoaded(index, m_Blocks[index], stored);
     }
+    DoneWith(index);
+}
+
+// A block that this pass will not load again gives its text back where the reader lets it.
+void BrelonOnfTxtDatabase::LoadPass::DoneWith(size_t index) {
+    if (m_Reader.GetReleaseLoadedText() && m_Told[index]) {
+        m_Reader.ReleaseBlockText(index);
+    }
 }
 
 // Groups in order of their first block; a block without a catalogued number has no number to
@@ -249,6 +258,7 @@ void BrelonOnfTxtDatabase::LoadPass::MergeGroup(const std::vector<size_t>& group
         if (m_Listener != nullptr) {
             m_Listener->OnMerged(index, m_Blocks[index], head);
         }
+        DoneWith(index);
     }
     if (merged) {
         Store(head, std::move(merged));
@@ -288,6 +298,13 @@ void BrelonOnfTxtDatabase::LoadFrom(OnfBlockTextReader& reader, BlockSetLoadActi
 void BrelonOnfTxtDatabase::LoadFrom(OnfBlockTextReader& reader, BlockSetLoadAction action,
                                     OnfBlockLoadListener& listener) {
     LoadPass(*this, reader, FormatRule::OF_CATALOGUE, &listener).Run(action);
+}
+
+size_t BrelonOnfTxtDatabase::ReadFile(const std::wstring& name, BlockSetLoadAction action) {
+    OnfBlockTextReader reader(name.c_str(), OnfBlockTextReader::UNKNOWN_BLOCK_WARN);
+    reader.SetReleaseLoadedText(true);
+    LoadFrom(reader, action);
+    return reader.GetBlocksInfo().size();
 }
 
 void BrelonOnfTxtDatabase::LoadFile(OnfBlockTextReader& reader) {

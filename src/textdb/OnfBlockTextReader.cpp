@@ -204,6 +204,7 @@ void OnfBlockTextReader::LoadFile(const wchar_t* name, UnknownBlockAction action
             BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str(), error.c_str());
     }
     m_Blocks.clear();
+    m_Released.clear();
     DecodeFile(action);
 }
 
@@ -212,6 +213,7 @@ void OnfBlockTextReader::LoadBuffer(const char* data, size_t size, const wchar_t
     m_FileName = nameForMessages ? nameForMessages : L"";
     m_Lines.LoadTextFromBuffer(data, size);
     m_Blocks.clear();
+    m_Released.clear();
     DecodeFile(action);
 }
 
@@ -536,9 +538,32 @@ bool OnfBlockTextReader::AlreadyLoaded(const QSV_DataDescriptor& descriptor) con
 }
 
 void OnfBlockTextReader::ProvideBlock(size_t index) {
+    if (IsBlockTextReleased(index)) {
+        onf_detail::ThrowFailure(nullptr, TAG,
+                                 "The text of block %Iu of ONF-file \"%s\" was given back after "
+                                 "the block was loaded; it cannot be read again.",
+                                 index + 1,
+                                 BrelonStringUtil::wide_to_utf8(m_FileName.c_str()).c_str());
+    }
     m_BlockIdx = index;
     m_LineIdx = 0;
     m_BlockProvided = true;
+}
+
+void OnfBlockTextReader::ReleaseBlockText(size_t index) {
+    if (index >= m_Blocks.size()) {
+        return;
+    }
+    if (m_Released.size() < m_Blocks.size()) {
+        m_Released.resize(m_Blocks.size(), false);
+    }
+    m_Released[index] = true;
+    // A block that declares no records has its first line at 0 whatever it holds; its lines,
+    // if any, are not told apart from the file's first ones and stay.
+    const BLOCK_INFO& block = m_Blocks[index];
+    if (block.num_lines > 0 && block.first_line > 0) {
+        m_Lines.DiscardLines(block.first_line, block.num_lines);
+    }
 }
 
 const OnfBlockTextReader::BLOCK_INFO* OnfBlockTextReader::CurrentBlock() const {
