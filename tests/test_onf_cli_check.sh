@@ -62,7 +62,9 @@ EOF
 # The engine's failures, word for word, at the line they point to: a record count the body
 # cannot hold (its count line), a short vector and lines that run out, a repeated id, a
 # coordinate system on another (its record), a line where a block should start, a request of a
-# block the catalogue lacks, a file that is not there. Every block is loaded all the same.
+# block the catalogue lacks, a request whose details name a record its side block lacks (the
+# line of its list: a reference for a target without details is no reference), a file that is not
+# there. Every block is loaded all the same.
 printf '   -1\n110\n3\n1, 0, 0, 0.0, 0.0, 0.0\n   -1\n' >short.onf
 printf '   -1\n110\n1\n1, 0, 0, 1.0, 2.0\n   -1\n   -1\n140\n1\n1, 10, 3, 0, 0, 0, 0\n   -1\n' \
     >blocks.onf
@@ -70,7 +72,10 @@ printf '   -1\n110\n2\n1, 0, 0, 1, 2, 3\n1, 0, 0, 1, 2, 3\n   -1\n' >repeated.on
 sed 's/^10, 1, 0, HUB$/10, 1, 5, HUB/' model.onf >cs.onf
 printf '   -1\n97\n0\n   -1\nbogus\n' >statement.onf
 printf '   -1\n400\n1\n1, 4711, 0, 0, 0, 0, 0\n1\n0.0\n   -1\n' >request.onf
-run check short.onf blocks.onf repeated.onf cs.onf statement.onf request.onf missing.onf model.onf
+printf '   -1\n400\n3\n1, 500, 0, 0, 0, 0, 0\n77\n0.0\n2, 589, 0, 0, 0, 0, 0\n77\n0.0\n' >detail.onf
+printf '3, 641, 0, 0, 0, 0, 0\n77\n0.0\n   -1\n   -1\n430\n1\n77, 1, 0, 0, 0, 0\n   -1\n' >>detail.onf
+run check short.onf blocks.onf repeated.onf cs.onf statement.onf request.onf detail.onf \
+    missing.onf model.onf
 is "failures, each at its line, and every file checked" 2 out <<'EOF'
 short.onf:3: error: A wrong number of records is stored for block with id = 110
 short.onf:3:   1 lines found in the block body, which is less than
@@ -96,6 +101,9 @@ statement.onf:5:   Line image found:    "bogus"
 statement.onf: failed (1 error, 0 warnings)
 request.onf:4: error: An unknown/invalid ONF block 4711 was found in the result-request file!
 request.onf: failed (1 error, 0 warnings)
+detail.onf:11: error: Error in the cross-references between result-request data blocks.
+detail.onf:11:   Record ID 77 does not exist in ONF-block 440!
+detail.onf: failed (1 error, 0 warnings)
 missing.onf: error: Loading of file "missing.onf" failed.
 missing.onf:   System error message:
 missing.onf:   No such file or directory
@@ -103,7 +111,8 @@ missing.onf: failed (1 error, 0 warnings)
 model.onf: ok (model input file, 4 blocks)
 EOF
 grep -v -e ": ok (" "$work/out" >quiet.out
-run -q check short.onf blocks.onf repeated.onf cs.onf statement.onf request.onf missing.onf model.onf
+run -q check short.onf blocks.onf repeated.onf cs.onf statement.onf request.onf detail.onf \
+    missing.onf model.onf
 is "-q prints only errors" 2 out <quiet.out
 
 # Typos in values: each invalid number at its line and column, with its item; what the record

@@ -52,6 +52,10 @@ public:
     virtual void Value(size_t line, size_t column, char c, size_t item, TokenText token) = 0;
     // Tokens behind the end of the record's format on `line`, the first at `column`.
     virtual void LeftOver(size_t line, size_t column, const std::vector<TokenText>& tokens) = 0;
+    // A list for item `item` starts on `line` with token `first` (empty for an empty list).
+    virtual void ListStart(size_t line, size_t item, TokenText first) {
+        (void)line, (void)item, (void)first;
+    }
 };
 
 // Walks the body of the block at `place` as the block loader reads it in `format`: a record a
@@ -108,6 +112,9 @@ public:
     size_t RecordLineWithValue(int block, size_t item, int value);
 
 private:
+    template <class Visitor>
+    size_t LastBlockLine(int block, Visitor& visitor);
+    size_t LineOfMissingReference(const std::string& message);
     size_t LineOfDecodeFailure(const std::string& message);
     size_t LineOfFileObjectFailure(const std::string& message);
     size_t LineInCurrentBlock(const std::string& message);

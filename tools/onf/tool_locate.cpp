@@ -258,6 +258,7 @@ private:
         }
         default:
             if (IsList(c)) {
+                m_Visitor.ListStart(m_Line, item, Token(0));
                 return WalkList(token);
             }
             ++token;
@@ -409,6 +410,49 @@ private:
     size_t m_Line = 0;
 };
 
+// The side block that holds the details of a request for `target`: 430 for global matrices
+// (589), 420 for user variables (620), 440 for sensitivities (641 to 643); 0 for other targets,
+// whose references carry nothing.
+int DetailBlockOf(int target) {
+    switch (target) {
+    case 589:
+        return 430;
+    case 620:
+        return 420;
+    case 641:
+    case 642:
+    case 643:
+        return 440;
+    default:
+        return 0;
+    }
+}
+
+// Finds the first request (a record of block 400) whose details live in `side` and whose
+// reference (the first value of its list, item 7) reads `id`: the line of that list.
+class ReferenceLine : public RecordVisitor {
+public:
+    ReferenceLine(int side, int id) : m_Side(side), m_Id(id) {}
+    void Record(size_t, TokenText) override { m_Target = 0; }
+    void Value(size_t, size_t, char, size_t item, TokenText token) override {
+        m_Target = item == 1 ? ReadKey(token) : m_Target;
+    }
+    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
+    void ListStart(size_t line, size_t item, TokenText first) override {
+        if (m_Line == 0 && item == 7 && DetailBlockOf(m_Target) == m_Side &&
+            first.begin != first.end && ReadKey(first) == m_Id) {
+            m_Line = line + 1;
+        }
+    }
+    size_t Line() const { return m_Line; }
+
+private:
+    int m_Side;
+    int m_Id;
+    int m_Target = 0;
+    size_t m_Line = 0;
+};
+
 // Finds the records whose string item `item` reads `text`, in file order.
 class NamedLines : public RecordVisitor {
 public:
@@ -483,13 +527,19 @@ size_t FileMessageLocator::LocateMessage(int, const std::string& message) {
 }
 
 size_t FileMessageLocator::RecordLineWithValue(int block, size_t item, int value) {
+    ValueLine line(item, value);
+    return LastBlockLine(block, line);
+}
+
+// Walks the last block numbered `block` (the one a load keeps) with `visitor`; the line it found.
+template <class Visitor>
+size_t FileMessageLocator::LastBlockLine(int block, Visitor& visitor) {
     const auto& blocks = m_Reader->GetBlocksInfo();
     const std::vector<BlockPlace>& places = GetPlaces();
     for (size_t i = std::min(blocks.size(), places.size()); i-- > 0;) {
         if (blocks[i].block_id == block) {
-            ValueLine line(item, value);
-            WalkRecords(m_Reader->GetLines(), places[i], ReadFormat(blocks[i]), line);
-            return line.Line();
+            WalkRecords(m_Reader->GetLines(), places[i], ReadFormat(blocks[i]), visitor);
+            return visitor.Line();
         }
     }
     return 0;
@@ -533,6 +583,9 @@ size_t FileMessageLocator::LineOfFileObjectFailure(const std::string& text) {
     if (target >= INT32_MIN && target <= INT32_MAX && target != -1) {
         return RecordLineWithValue(400, 1, static_cast<int>(target));
     }
+    if (const size_t line = LineOfMissingReference(text)) {
+        return line;
+    }
     const char* const renamed = "Duplicated group name '";
     if (StartsWith(text, renamed) && text.find("' found.") != std::string::npos) {
         const size_t begin = std::strlen(renamed);
@@ -550,6 +603,27 @@ size_t FileMessageLocator::LineOfFileObjectFailure(const std::string& text) {
         }
     }
     return 0;
+}
+
+// A result request refers to the record of a side block that holds its details by the first
+// value of its list (item 7 of block 400); the line of the list that names a record the side
+// block lacks.
+size_t FileMessageLocator::LineOfMissingReference(const std::string& text) {
+    const char* const reference = "Record ID ";
+    const char* const side = "does not exist in ONF-block ";
+    const size_t at = text.find(reference);
+    const size_t sideAt = text.find(side);
+    if (!StartsWith(text, "Error in the cross-references") || at == std::string::npos ||
+        sideAt == std::string::npos) {
+        return 0;
+    }
+    const long long id = std::strtoll(text.c_str() + at + std::strlen(reference), nullptr, 10);
+    const int block = std::atoi(text.c_str() + sideAt + std::strlen(side));
+    if (id < INT32_MIN || id > INT32_MAX) {
+        return 0;
+    }
+    ReferenceLine line(block, static_cast<int>(id));
+    return LastBlockLine(400, line);
 }
 
 // The reader stops decoding at the block behind those it kept.
