@@ -1,9 +1,11 @@
-#include "QSV_Failure.h"
 #include "LogCapture.h"
+#include "QSV_Failure.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -81,6 +83,40 @@ TEST(Logging, SinkReceivesEveryLevelWithTheTagUnexpanded) {
     EXPECT_EQ(capture.lines[0].tag, kTag);
     EXPECT_EQ(capture.lines[0].message, "value 5");
     EXPECT_EQ(capture.lines[1].message, "bad 1");
+}
+
+// An assignment takes every part of the other failure, its nested failure as a copy of its own.
+TEST(FailureEdges, AssignmentTakesEveryPartAndOwnsTheNestedCopy) {
+    QSV_Failure target("333333333333", "old", "|old|");
+    QSV_Failure& same = target;
+    target = same;
+    EXPECT_EQ(target.GetMessage(), "old");
+    {
+        const QSV_Failure inner("111111111111", "inner", kTag);
+        const QSV_Failure outer(inner, "222222222222", "outer", kTag);
+        target = outer;
+    }
+    EXPECT_EQ(target.GetId(), "222222222222");
+    EXPECT_EQ(target.GetLogTag(), kTag);
+    EXPECT_EQ(target.GetMessage(), "outer");
+    EXPECT_FALSE(target.GetBacktrace().empty());
+    ASSERT_NE(target.GetNested(), nullptr);
+    EXPECT_EQ(target.GetNested()->GetMessage(), "inner");
+}
+
+// Without a sink of the caller's, errors and warnings go to standard error, the tag's %P marks
+// replaced by the process id; other levels are not shown.
+TEST(LoggingEdges, TheDefaultSinkShowsErrorsAndWarningsWithTheProcessId) {
+    QSV_LogMacros::SetLogSink(nullptr);
+    testing::internal::CaptureStderr();
+    QSV_LOG(LOG_ERROR, "|%P|Engine|%P", "bad %d", 1);
+    QSV_LOG(LOG_WARNING, "plain", "odd");
+    QSV_LOG(LOG_INFO, kTag, "progress");
+    QSV_LOG(LOG_DETAIL, kTag, "detail");
+    QSV_LOG(LOG_TRACE, kTag, "trace");
+    const std::string pid = std::to_string(static_cast<long>(getpid()));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "|" + pid + "|Engine|" + pid + " ERROR: bad 1\nplain WARNING: odd\n");
 }
 
 } // namespace
