@@ -34,4 +34,17 @@ TEST(BlockEdges, FieldDataTakesItemOneOfEveryRecord) {
     }
 }
 
+// Two entries are equal when type and all value bytes agree.
+TEST(BlockEdges, EntriesCompareTypeAndValue) {
+    DataRecordEntry a;
+    a.m_Value[0] = 1;
+    DataRecordEntry b = a;
+    EXPECT_TRUE(a == b);
+    b.m_Value[47] = 1;
+    EXPECT_FALSE(a == b);
+    b = a;
+    b.m_Type = BDT_REAL;
+    EXPECT_FALSE(a == b);
+}
+
 } // namespace
