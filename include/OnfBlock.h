@@ -363,6 +363,5 @@ private:
     OnfHelpers& m_Helpers;
     // The items of the record layout (GetLayout()), held here for the record accesses.
     const QSV_LayoutItem* m_RecMap = nullptr;
-    bool m_FormatFlagBit1 = false;
     OnfBlockContext& m_Context;
 };

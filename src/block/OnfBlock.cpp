@@ -84,7 +84,6 @@ OnfBlock::~OnfBlock() = default;
 void OnfBlock::InitInternalData() {
     m_NumItems = GetLayout().GetNumItems();
     m_RecMap = GetLayout().GetItems().data();
-    m_FormatFlagBit1 = (m_FormatFlags & 2u) != 0;
     m_DirectIndexed = static_cast<uint32_t>(m_BlockIdType) > 14u;
     for (size_t slot = 0; slot < m_Records.NumRecords(); ++slot) {
         *static_cast<int*>(m_Records.RecordData(slot)) = ID_UNSET;
