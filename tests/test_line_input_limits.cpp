@@ -1,6 +1,8 @@
 // Line input at its edges: every code point on its way to UTF-8 and back, with the first and last
-// value of each sequence length and both ends of the surrogate range.
+// value of each sequence length and both ends of the surrogate range; a parser loaded again; the
+// first and last descriptor items, and items that do not exist.
 #include "BrelonLineInput.h"
+#include "QSV_DataDescriptor.h"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +31,34 @@ TEST(StringUtilEdges, SurrogatesAreNoCharacters) {
     const wchar_t wide[] = {0xD7FF, 0xDFFF, 0xE000, 0};
     EXPECT_EQ(BrelonStringUtil::wide_to_utf8(wide), "\xED\x9F\xBF\xEF\xBF\xBD\xEE\x80\x80");
     EXPECT_EQ(BrelonStringUtil::utf8_to_wide("\xED\xBF\xBF"), L"\uFFFD");
+}
+
+// A parser loaded a second time holds only the second text's lines.
+TEST(TextLinesParserEdges, ASecondLoadReplacesTheLines) {
+    TextLinesParser parser;
+    parser.LoadTextFromBuffer("one\ntwo\nthree\n", 14);
+    parser.LoadTextFromBuffer("four\n", 5);
+    ASSERT_EQ(parser.GetNumLines(), 1u);
+    EXPECT_STREQ(parser.GetLines()[0], "four");
+}
+
+// Items 0 and 13 are the first and last; unsetting an item that does not exist changes nothing.
+TEST(DataDescriptorEdges, FirstAndLastItemsAndNoOthers) {
+    using DD = QSV_DataDescriptor;
+    DD d(static_cast<QSV_OnfId>(200));
+    d.SetString(DD::RI_MODEL, "model");
+    d.SetString(DD::RI_LABEL, "label");
+    const DD before = d;
+    for (int item : {-1, 14, 31}) {
+        d.Unset(static_cast<DD::ResultIndex>(item));
+        EXPECT_FALSE(d.IsSet(static_cast<DD::ResultIndex>(item)));
+    }
+    EXPECT_TRUE(d == before);
+    EXPECT_EQ(d.GetString(DD::RI_MODEL), "model");
+    d.Unset(DD::RI_MODEL);
+    d.Unset(DD::RI_LABEL);
+    EXPECT_EQ(d.GetMask(), 1u << DD::RI_ONF_ID);
+    EXPECT_EQ(d.GetString(DD::RI_MODEL), "");
 }
 
 } // namespace
