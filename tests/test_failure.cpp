@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -117,6 +118,22 @@ TEST(LoggingEdges, TheDefaultSinkShowsErrorsAndWarningsWithTheProcessId) {
     const std::string pid = std::to_string(static_cast<long>(getpid()));
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "|" + pid + "|Engine|" + pid + " ERROR: bad 1\nplain WARNING: odd\n");
+}
+
+// Frames of the engine name their functions as written in C++, offsets kept; frames without a
+// name stay as the system gave them.
+TEST(FailureEdges, BacktraceNamesFramesReadably) {
+    const QSV_Failure failure("message", kTag);
+    const std::vector<std::string>& frames = failure.GetBacktrace();
+    ASSERT_GE(frames.size(), 2u);
+    const std::string& first = frames[0];
+    EXPECT_TRUE(first.find("(QSV_Exception::QSV_Exception(") != std::string::npos ||
+                first.find("(QSV_Failure::QSV_Failure(") != std::string::npos)
+        << first;
+    EXPECT_NE(first.find(")+0x"), std::string::npos) << first;
+    for (const std::string& frame : frames) {
+        EXPECT_EQ(frame.find("(_Z"), std::string::npos) << frame;
+    }
 }
 
 } // namespace
