@@ -5,4 +5,4 @@ target_sources(BrelonOnfEngine PRIVATE
     services/numerics/DirectedGraph.cpp
     services/numerics/KMeans1D.cpp
     services/numerics/SmallNumerics.cpp)
-onf_add_test(test_numerics tests/test_numerics.cpp)
+onf_add_test(test_numerics tests/test_numerics.cpp tests/test_numerics_limits.cpp)
