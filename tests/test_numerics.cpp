@@ -351,4 +351,24 @@ TEST(RadixSort, AgreesWithStdSort) {
     }
 }
 
+// An x along z leaves the frame to turn about the parent axis farthest from z: y is z times that
+// axis, made a unit. Angles in radians are taken as they are.
+TEST(CoordinateSystemEdges, AnXAlongZTurnsAboutTheAxisFarthestFromZ) {
+    const std::pair<Vec3, Vec3> cases[] = {{Vec3(4, 2, 1), Vec3(0, 0, 1)},
+                                           {Vec3(4, 1, 2), Vec3(0, 1, 0)},
+                                           {Vec3(1, 4, 2), Vec3(1, 0, 0)}};
+    for (const auto& [z, axis] : cases) {
+        const CS cs(CS::CARTESIAN, Vec3(), z, z, CS::ANGLES_IN_DEGREES);
+        ExpectRightHandedOrthonormal(cs);
+        const Vec3& u = cs.zDirection;
+        Vec3 y(u[1] * axis[2] - u[2] * axis[1], u[2] * axis[0] - u[0] * axis[2],
+               u[0] * axis[1] - u[1] * axis[0]);
+        const double length = std::sqrt(Dot(y, y));
+        ExpectNear(Vec3(y[0] / length, y[1] / length, y[2] / length), cs.yDirection);
+    }
+    const CS rad(CS::CYLINDRICAL, Vec3(), Vec3(0, 0, 1), Vec3(1, 0, 0), CS::ANGLES_IN_RADIANS);
+    ExpectNear(Vec3(2 * std::cos(1.0), 2 * std::sin(1.0), 3),
+               rad.ExpressInParentCartesianSystem(Vec3(2, 1, 3)));
+}
+
 } // namespace

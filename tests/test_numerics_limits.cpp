@@ -90,4 +90,21 @@ TEST(KMeansEdges, SeparatedGroupsOfUnequalSizeGetAClusterEach) {
     }
 }
 
+// A list that names anything but components 1 to 6, wherever it stands, takes a hashed number
+// from 64 up, apart from the 63 numbers of the common sets.
+TEST(DofHashEdges, AnUnusualMemberMakesTheWholeListUnusual) {
+    for (const std::vector<int>& dofs :
+         {std::vector<int>{7}, {1, 7}, {7, 1}, {123, 0}, {-1, 2}, {17}}) {
+        EXPECT_GE(BrelonFemUtil::hash_dof_vector(dofs), 64) << dofs[0];
+    }
+}
+
+// A line whose slope is finite but whose intercept is not has no use either.
+TEST(LineFitEdges, AnInfiniteInterceptIsNoLine) {
+    double a = 42;
+    double b = 42;
+    EXPECT_FALSE(Interpolations::FindLine2D(1e200, 0, 1.0000000001e200, 1e300, a, b));
+    EXPECT_EQ(a, 42);
+}
+
 } // namespace
