@@ -1,12 +1,15 @@
 // Line input at its edges: every code point on its way to UTF-8 and back, with the first and last
 // value of each sequence length and both ends of the surrogate range; a parser loaded again; the
-// first and last descriptor items, and items that do not exist.
+// first and last descriptor items, and items that do not exist; a file of no known size.
 #include "BrelonLineInput.h"
 #include "QSV_DataDescriptor.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -59,6 +62,30 @@ TEST(DataDescriptorEdges, FirstAndLastItemsAndNoOthers) {
     d.Unset(DD::RI_LABEL);
     EXPECT_EQ(d.GetMask(), 1u << DD::RI_ONF_ID);
     EXPECT_EQ(d.GetString(DD::RI_MODEL), "");
+}
+
+// A file whose size the system does not know, as a pipe, is read whole, chunk after chunk.
+TEST(TextLinesParserEdges, APipeIsReadToItsEnd) {
+    const std::string path = testing::TempDir() + "onf_pipe_" + std::to_string(getpid());
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    std::string text;
+    for (int line = 0; line < 5000; ++line) {
+        text += "line " + std::to_string(line) + "\n";
+    }
+    std::thread writer([&] {
+        FILE* out = std::fopen(path.c_str(), "w");
+        std::fwrite(text.data(), 1, text.size(), out);
+        std::fclose(out);
+    });
+    TextLinesParser parser;
+    std::string error;
+    const bool loaded =
+        parser.LoadTextFromFile(BrelonStringUtil::utf8_to_wide(path.c_str()).c_str(), error);
+    writer.join();
+    ::unlink(path.c_str());
+    ASSERT_TRUE(loaded) << error;
+    ASSERT_EQ(parser.GetNumLines(), 5000u);
+    EXPECT_STREQ(parser.GetLines()[4999], "line 4999");
 }
 
 } // namespace

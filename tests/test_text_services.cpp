@@ -478,4 +478,13 @@ TEST(ListTextEdges, AListHoldsAtMostMaxListValues) {
     }
 }
 
+// An extension given with its dot takes no second one; opening without a mode opens nothing.
+TEST(PathsEdges, ExtensionsWithTheirDotAndFilesWithoutAMode) {
+    std::wstring path;
+    BrelonFileNameUtil::path_set_ext(L"dir/a.txt", L".onf", path);
+    EXPECT_EQ(path, L"dir/a.onf");
+    EXPECT_EQ(BrelonFileUtil::wfopen(L"any", nullptr), nullptr);
+    EXPECT_EQ(BrelonFileUtil::wfopen(nullptr, L"r"), nullptr);
+}
+
 } // namespace
