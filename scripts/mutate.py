@@ -577,9 +577,8 @@ def measure_coverage(scratch):
     cache = scratch.folder / "coverage.json"
     if cache.exists():
         saved = json.loads(cache.read_text())
-        if saved["tree"] == scratch.fingerprint:
-            return {(f, int(n)): set(p) for f, lines in saved["lines"].items()
-                    for n, p in lines.items()}
+        if saved["tree"] == scratch.fingerprint and "instrumented" in saved:
+            return Coverage(saved)
     build = scratch.folder / "build-coverage"
     scratch.configure(build, ["-DCMAKE_CXX_FLAGS=-O0 -g0 -DNDEBUG --coverage",
                               "-DCMAKE_EXE_LINKER_FLAGS=--coverage",
@@ -589,6 +588,7 @@ def measure_coverage(scratch):
         sys.exit("mutate.py: the coverage build fails:\n" + log[-4000:])
     objects = build / "CMakeFiles" / "BrelonOnfEngine.dir"
     lines = {}
+    instrumented = {}
     for program in test_programs(build):
         for data in objects.rglob("*.gcda"):
             data.unlink()
@@ -604,24 +604,41 @@ def measure_coverage(scratch):
                 if not path.is_relative_to(scratch.tree):
                     continue
                 rel = path.relative_to(scratch.tree).as_posix()
+                known = instrumented.setdefault(rel, set())
                 for line in entry["lines"]:
+                    known.add(line["line_number"])
                     if line["count"] > 0:
                         lines.setdefault(rel, {}).setdefault(line["line_number"], set()).add(
                             program.name)
     if not lines:
         sys.exit("mutate.py: the coverage build reports no line of the engine run")
-    cache.write_text(json.dumps({"tree": scratch.fingerprint, "lines": {
-        f: {n: sorted(p) for n, p in per.items()} for f, per in lines.items()}}))
-    return {(f, n): p for f, per in lines.items() for n, p in per.items()}
+    saved = {"tree": scratch.fingerprint,
+             "lines": {f: {n: sorted(p) for n, p in per.items()} for f, per in lines.items()},
+             "instrumented": {f: sorted(known) for f, known in instrumented.items()}}
+    cache.write_text(json.dumps(saved))
+    return Coverage(json.loads(json.dumps(saved)))
 
 
-def reaching(coverage, site):
-    """The programs that run the site's line or the two lines above it (a condition broken over
-    lines may be counted on its first line)."""
-    names = set()
-    for line in range(site.line - 2, site.line + 1):
-        names |= coverage.get((site.file, line), set())
-    return names
+class Coverage:
+    """Lines of the engine that hold code of their own, and the programs that run each."""
+
+    def __init__(self, saved):
+        self.lines = {(f, int(n)): set(p) for f, per in saved["lines"].items()
+                      for n, p in per.items()}
+        self.instrumented = {(f, n) for f, known in saved["instrumented"].items() for n in known}
+
+    def reaching(self, site):
+        """The programs that run the site's line or the two lines above it (a condition broken
+        over lines may be counted on its first line)."""
+        names = set()
+        for line in range(site.line - 2, site.line + 1):
+            names |= self.lines.get((site.file, line), set())
+        return names
+
+    def never_run(self, site):
+        """True when the site's line holds code that no program runs. A line without code of its
+        own (one evaluated while compiling, say) is not known to be out of reach."""
+        return (site.file, site.line) in self.instrumented and not self.reaching(site)
 
 
 # ---- Runs -------------------------------------------------------------------------------------
@@ -710,7 +727,9 @@ class Runner:
         likely, rest = self.order(site.file)
         if self.coverage is None:
             return likely, rest
-        reach = reaching(self.coverage, site)
+        reach = self.coverage.reaching(site)
+        if not reach:
+            return likely, rest
         return [p for p in likely if p.name in reach], [p for p in rest if p.name in reach]
 
     def order(self, rel):
@@ -721,9 +740,9 @@ class Runner:
 
     def try_mutant(self, site, original_text):
         """Plants one mutant, builds and tests it: answers (result, killing test)."""
-        likely, rest = self.candidates(site)
-        if not likely and not rest:
+        if self.coverage is not None and self.coverage.never_run(site):
             return "survived", NOT_REACHED
+        likely, rest = self.candidates(site)
         self.scratch.plant(site, original_text)
         built, compiled, log = self.scratch.make()
         if self.verbose:
@@ -807,7 +826,7 @@ def command_run(args):
     runner.verbose = args.verbose
     if args.coverage:
         runner.coverage = measure_coverage(scratch)
-        print(f"coverage: {len(runner.coverage)} lines reached; "
+        print(f"coverage: {len(runner.coverage.lines)} lines reached; "
               f"{time.monotonic() - started:.0f} s so far", flush=True)
     run_sites(scratch, runner, sites, equivalent, args.table, rows)
     if args.merge:
