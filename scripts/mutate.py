@@ -569,7 +569,7 @@ def likely_killers(rel, tests_of, history):
 # ---- Coverage ---------------------------------------------------------------------------------
 
 
-def measure_coverage(scratch):
+def measure_coverage(scratch, names):
     """Which test programs execute each line of the engine: (file, line) -> program names, from a
     build with --coverage in which each program runs alone. A mutant is tried only against the
     programs that reach it; one that none reaches survives without being built. Kept in the
@@ -590,6 +590,8 @@ def measure_coverage(scratch):
     lines = {}
     instrumented = {}
     for program in test_programs(build):
+        if program.name not in names:
+            continue
         for data in objects.rglob("*.gcda"):
             data.unlink()
         process = program.start()
@@ -761,8 +763,10 @@ class Runner:
         return "killed", killer.name
 
 
-def baseline(scratch):
-    """Builds the unmutated tree and times every test program, which must pass."""
+def baseline(scratch, slowest):
+    """Builds the unmutated tree and times every test program, which must pass. Programs that
+    take longer than `slowest` seconds (rendering pictures, say) are left out: they test how
+    the engine's results are shown, and the engine's own tests meet the same code faster."""
     HEAP_CHECKS.update(heap_checks(scratch.sanitize))
     scratch.sync()
     scratch.configure()
@@ -775,7 +779,10 @@ def baseline(scratch):
         if first_failure([p], 1):
             sys.exit(f"mutate.py: {p.name} fails without any mutant; fix that first")
         p.seconds = time.monotonic() - start
-    return programs
+    slow = [p for p in programs if p.seconds > slowest]
+    if slow:
+        print("left out as slow: " + ", ".join(f"{p.name} ({p.seconds:.0f} s)" for p in slow))
+    return [p for p in programs if p.seconds <= slowest]
 
 
 def run_sites(scratch, runner, sites, equivalent, table_path, rows):
@@ -818,14 +825,14 @@ def command_run(args):
     sites = [s for s in sites if s.key not in rows]
     scratch = Scratch(args.scratch, args.jobs, args.sanitize)
     started = time.monotonic()
-    programs = baseline(scratch)
+    programs = baseline(scratch, args.slowest)
     print(f"baseline: {len(programs)} test programs, {time.monotonic() - started:.0f} s "
           f"including the build; {len(sites)} sites", flush=True)
     committed = read_table(RESULTS_TABLE)
     runner = Runner(scratch, programs, kill_history(committed))
     runner.verbose = args.verbose
     if args.coverage:
-        runner.coverage = measure_coverage(scratch)
+        runner.coverage = measure_coverage(scratch, {p.name for p in programs})
         print(f"coverage: {len(runner.coverage.lines)} lines reached; "
               f"{time.monotonic() - started:.0f} s so far", flush=True)
     run_sites(scratch, runner, sites, equivalent, args.table, rows)
@@ -935,6 +942,8 @@ def main():
                        help="fail on a survivor the equivalent list does not explain")
     p_run.add_argument("--scratch", default=str(ROOT / "build-mutation"))
     p_run.add_argument("--jobs", type=int, default=2)
+    p_run.add_argument("--slowest", type=float, default=5.0, metavar="SECONDS",
+                       help="leave out test programs that take longer (default 5)")
     p_run.add_argument("--verbose", action="store_true", help="show what each mutant rebuilds")
     p_run.add_argument("--coverage", action="store_true",
                        help="try each mutant only against the tests that reach its line "
