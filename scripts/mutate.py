@@ -25,6 +25,7 @@ import json
 import os
 import random
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -476,8 +477,16 @@ class TestProgram:
 
     def start(self):
         env = dict(os.environ, **HEAP_CHECKS, **self.env)
+        cpu_limit = int(self.timeout()) + 1
+
+        def limit_cpu():
+            # A mutant that loops must end even when this run is stopped before its deadline:
+            # the kernel ends the program once it has used the time its deadline allows.
+            resource.setrlimit(resource.RLIMIT_CPU, (cpu_limit, cpu_limit + 5))
+
         return subprocess.Popen(self.command, cwd=self.cwd, env=env, start_new_session=True,
-                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                preexec_fn=limit_cpu)
 
     def passes(self, returncode):
         return returncode == 0 or returncode == self.skip_code
@@ -963,5 +972,12 @@ def main():
     return commands[args.command](args)
 
 
+def stop_on_signal(signum, _frame):
+    # Unwinds like an error, so that running tests are ended and the planted file is restored.
+    raise SystemExit(128 + signum)
+
+
 if __name__ == "__main__":
+    for stop in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
+        signal.signal(stop, stop_on_signal)
     sys.exit(main())
