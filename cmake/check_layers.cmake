@@ -7,7 +7,7 @@
 #   0 suite services   contracts/, services/
 #   1 block store      src/block/
 #   2 text database    src/textdb/
-#   3 file kinds       src/model/, src/feedback/, src/requests/, src/stream/
+#   3 file kinds       src/model/, src/feedback/, src/requests/, src/stream/, src/kinds/
 #   4 interface        the umbrella header include/BrelonOnfEngine.h
 #   5 tool             tools/onf/
 # A header of include/ lies in the layer of the src/ folder that holds its source (OnfBlock.h in
@@ -25,6 +25,7 @@ set(FOLDER_LAYER_model 3)
 set(FOLDER_LAYER_feedback 3)
 set(FOLDER_LAYER_requests 3)
 set(FOLDER_LAYER_stream 3)
+set(FOLDER_LAYER_kinds 3)
 # Headers of include/ without a source of their own.
 set(HEADER_LAYER_OnfConstants.h 1)   # the marker strings of the ONF text
 set(HEADER_LAYER_OnfElement.h 3)     # element types of the model

@@ -27,6 +27,7 @@
 
 // File kinds.
 #include "OnfElement.h"
+#include "OnfFileKind.h"
 #include "OnfGroupsFile.h"
 #include "OnfInitFile.h"
 #include "OnfMaterialsReducer.h"

@@ -138,6 +138,17 @@ void OptResultExample() {
     Check(entry.GetItem(0).GetValue() == 0.75 && read.GetNumElementGroup() == 1, "values");
 }
 
+// ---- A file of unknown kind
+// ----------------------------------------------------------------------
+void UnknownKindExample() {
+    const OnfBlockTextReader reader(PathOf(L"result.onf").c_str(),
+                                    OnfBlockTextReader::UNKNOWN_BLOCK_KEEP);
+    const OnfFileKind kind = OnfFileKindOf(reader);
+    Check(kind == ONF_FILE_OPT_RESULT, "kind");
+    Check(std::string(OnfFileKindName(kind)) == "optimisation result file", "kind name");
+    Check(OnfBlockName(reader.GetBlocksInfo()[0].block_id) == "ONF OPT Result Title", "title");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -153,7 +164,8 @@ int main(int argc, char** argv) {
                     {"temporary", TemporaryExample},
                     {"modification", ModificationExample},
                     {"result request", RequestExample},
-                    {"optimisation result", OptResultExample}};
+                    {"optimisation result", OptResultExample},
+                    {"unknown kind", UnknownKindExample}};
     int failed = 0;
     for (const auto& example : examples) {
         try {

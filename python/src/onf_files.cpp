@@ -6,6 +6,7 @@
 #include "OnfBlockSet.h"
 #include "OnfBlockTextReader.h"
 #include "OnfConstants.h"
+#include "OnfFileKind.h"
 #include "OnfGroupsFile.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_OnfCatalogue.h"
@@ -25,58 +26,21 @@ bool IsNonOnf(const BlockInfo& block) {
     return block.block_id == -1 && !block.descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID);
 }
 
-} // namespace
-
-std::string BlockName(int number) {
-    if (number >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(number)) {
-        return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(number)).GetBlockName();
-    }
-    switch (number) {
-    case ONFOptResTitle::block_id:
-        return ONFOptResTitle::header;
-    case ONFOptResNodalScalar::block_id:
-        return ONFOptResNodalScalar::header;
-    case ONFOptResNodalVector::block_id:
-        return ONFOptResNodalVector::header;
-    case ONFOptResNodalDisp::block_id:
-        return ONFOptResNodalDisp::header;
-    case ONFOptResElemScalar::block_id:
-        return ONFOptResElemScalar::header;
-    default:
-        return std::string();
-    }
-}
-
-namespace {
+// The package's word for each kind of file, by OnfFileKind.
+const char* const kKindKeys[ONF_NUM_FILE_KINDS] = {
+    "generic", "model", "groups", "init", "modification", "temporary", "requests", "result"};
 
 // What the reader found of one block, as the package's Block takes it.
 py::dict Outline(const BlockInfo& block) {
     py::dict outline;
     outline["number"] = block.block_id;
-    outline["name"] = IsNonOnf(block) ? std::string(ONF_NON_ONF) : BlockName(block.block_id);
+    outline["name"] = IsNonOnf(block) ? std::string(ONF_NON_ONF) : OnfBlockName(block.block_id);
     outline["descriptor"] = DescriptorItems(block.descriptor);
     outline["format"] = PyText(block.format);
     outline["declared_records"] = block.num_records;
     outline["first_line"] = block.first_line;
     outline["num_lines"] = block.num_lines;
     return outline;
-}
-
-// The comment lines ahead of the first block, whose texts may name the file's kind.
-py::list HeaderLines(const TextLinesParser& lines) {
-    py::list header;
-    for (size_t i = 0; i < lines.GetNumLines(); ++i) {
-        const std::string text = lines.GetLine(i);
-        const size_t first = text.find_first_not_of(" \t\n\v\f\r");
-        if (first == std::string::npos) {
-            continue;
-        }
-        if (text[first] != '#') {
-            break;
-        }
-        header.append(PyText(text));
-    }
-    return header;
 }
 
 py::dict Scan(const py::bytes& path) {
@@ -87,7 +51,7 @@ py::dict Scan(const py::bytes& path) {
     }
     py::dict result;
     result["blocks"] = blocks;
-    result["header"] = HeaderLines(reader.GetLines());
+    result["kind"] = kKindKeys[OnfFileKindOf(reader)];
     return result;
 }
 
@@ -295,18 +259,18 @@ py::dict ReadResults(const py::bytes& path) {
 } // namespace
 
 void RegisterFiles(py::module_& m) {
-    // The header texts behind which a file names its kind in a comment line.
-    py::dict headers;
-    headers["model"] = const_onf_input_file;
-    headers["groups"] = const_onf_group_file;
-    headers["init"] = const_onf_ini_file;
-    headers["modification"] = const_onf_mod_file;
-    headers["result"] = const_onf_opt_res_file;
-    m.attr("KIND_HEADERS") = headers;
-    m.def("block_name", &BlockName, py::arg("number"),
+    // The kinds of file by the package's words for them, with the names the engine gives them;
+    // the generic kind last.
+    py::dict kinds;
+    for (int kind = ONF_FILE_GENERIC + 1; kind < ONF_NUM_FILE_KINDS; ++kind) {
+        kinds[kKindKeys[kind]] = OnfFileKindName(static_cast<OnfFileKind>(kind));
+    }
+    kinds[kKindKeys[ONF_FILE_GENERIC]] = OnfFileKindName(ONF_FILE_GENERIC);
+    m.attr("KIND_NAMES") = kinds;
+    m.def("block_name", &OnfBlockName, py::arg("number"),
           "The catalogue name of a block number (or the title of a result file's own block).");
     m.def("scan", &Scan, py::arg("path"),
-          "The file's blocks as the reader finds them, unloaded, and its header comment lines.");
+          "The file's blocks as the reader finds them, unloaded, and the kind of the file.");
     m.def("read_blocks", &ReadBlocks, py::arg("path"),
           "Every block of the file in file order, with the records of those a database holds.");
     m.def("read_groups", &ReadGroups, py::arg("path"),

@@ -4,6 +4,7 @@
 
 #include "OnfBlockSet.h"
 #include "OnfBlockTextReader.h"
+#include "OnfFileKind.h"
 #include "OnfModelFile.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_OnfCatalogue.h"
@@ -102,7 +103,7 @@ py::dict ReadModel(const py::bytes& path) {
         const auto& block = static_cast<const OnfBlock&>(model->GetDataBlock(descriptor));
         py::dict entry;
         entry["number"] = static_cast<int>(block.GetBlockId());
-        entry["name"] = BlockName(block.GetBlockId());
+        entry["name"] = OnfBlockName(block.GetBlockId());
         entry["descriptor"] = DescriptorItems(descriptor);
         entry["format"] = block.GetBlockFormatString();
         entry["table"] = TableOf(block);

@@ -72,10 +72,6 @@ py::dict DescriptorItems(const QSV_DataDescriptor& descriptor);
 // with ValueError.
 QSV_DataDescriptor MakeDescriptor(const py::dict& items);
 
-// The name a block number goes by: its catalogue name, or the title of an optimisation result
-// file's own block; empty for a number that no one knows (onf_files.cpp).
-std::string BlockName(int number);
-
 // ---- Module parts -------------------------------------------------------------------------------
 
 // Failures and log lines (onf_module.cpp).

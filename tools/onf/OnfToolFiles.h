@@ -8,6 +8,7 @@
 
 #include "BrelonOnfTxtDatabase.h"
 #include "OnfBlockTextReader.h"
+#include "OnfFileKind.h"
 
 #include <functional>
 #include <memory>
@@ -21,31 +22,11 @@ class ONFOptResultFile;
 
 namespace onf_tool {
 
-// The kinds of ONF file, each read by a file object of its own except the generic one.
-enum FileKind {
-    KIND_GENERIC = 0, // no kind decided, or blocks of several kinds
-    KIND_MODEL,
-    KIND_GROUPS,
-    KIND_INIT,
-    KIND_MODIFICATION,
-    KIND_TEMPORARY,
-    KIND_REQUESTS,
-    KIND_OPT_RESULT,
-};
-
-// "model input file", ...; "ONF file" for the generic kind.
-const char* KindName(FileKind kind);
-// The same behind its article: "a model input file", "an init file", "an ONF file".
-std::string KindWithArticle(FileKind kind);
-// The header text that the kind's file object writes behind the version line; null if none.
-const char* KindHeader(FileKind kind);
-// The rule by which DetectKind decides, as `onf help` prints it.
+// The same as OnfFileKindName behind its article: "a model input file", "an init file", "an
+// ONF file".
+std::string KindWithArticle(OnfFileKind kind);
+// The rule by which OnfFileKindOf decides, as `onf help` prints it.
 extern const char* const KIND_RULE_TEXT;
-
-// The kind of a file from the numbers of its blocks and, where they leave it open, from the
-// comment lines ahead of its first block (`lines` of the reader). See KIND_RULE_TEXT.
-FileKind DetectKind(const std::vector<OnfBlockTextReader::BLOCK_INFO>& blocks,
-                    const TextLinesParser& lines);
 
 // "110 ONF_NODES", "4711 (not in the catalogue)" or "NON_ONF", followed by the descriptor's
 // items other than the block number as " KEY=value".
@@ -91,7 +72,7 @@ public:
     const std::string& GetPath() const { return m_Path; }
     // The name of the file in messages, as a wide string: what file objects are made on.
     const std::wstring& GetWidePath() const { return m_WidePath; }
-    FileKind GetKind() const { return m_Kind; }
+    OnfFileKind GetKind() const { return m_Kind; }
     // Every block found, in file order. Stays after ReleaseText.
     const std::vector<OnfBlockTextReader::BLOCK_INFO>& GetBlocks() const { return m_Blocks; }
     // The lines of each block of GetBlocks(). Needs the text.
@@ -142,7 +123,7 @@ private:
     std::shared_ptr<FileMessageLocator> m_Locator;
     std::vector<OnfBlockTextReader::BLOCK_INFO> m_Blocks;
     size_t m_TextSize = 0;
-    FileKind m_Kind = KIND_GENERIC;
+    OnfFileKind m_Kind = ONF_FILE_GENERIC;
     std::unique_ptr<BrelonOnfTxtDatabase> m_Database;
     std::vector<const OnfBlock*> m_Loaded;
     std::vector<BlockState> m_States;
@@ -158,7 +139,7 @@ std::string UnloadedText(const OnfBlockTextReader::BLOCK_INFO& block, ToolFile::
 // own route from the same text. Failures of those steps pass through.
 class TypedFile {
 public:
-    // Reads `file`, whose kind must not be KIND_GENERIC.
+    // Reads `file`, whose kind must not be ONF_FILE_GENERIC.
     explicit TypedFile(ToolFile& file);
     ~TypedFile();
     // The object as a block set; null for an optimisation result file.

@@ -99,7 +99,7 @@ std::string JsonRange(size_t first, size_t last) {
 
 void PrintJson(const ToolFile& file, const std::vector<BlockPlace>& places, size_t size) {
     std::string json = "{\"file\": " + JsonString(file.GetPath()) +
-                       ", \"kind\": " + JsonString(KindName(file.GetKind())) +
+                       ", \"kind\": " + JsonString(OnfFileKindName(file.GetKind())) +
                        ", \"size\": " + std::to_string(size) + ", \"blocks\": [";
     for (size_t i = 0; i < file.GetBlocks().size(); ++i) {
         const BlockInfo& block = file.GetBlocks()[i];
@@ -131,7 +131,7 @@ void ListFile(ToolFile& file, bool json) {
         return;
     }
     std::printf("== %s: %s, %s, %s\n", DisplayName(file.GetPath()).c_str(),
-                KindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
+                OnfFileKindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
                 ReadableSize(file.GetTextSize()).c_str());
     PrintTable(file, places);
 }

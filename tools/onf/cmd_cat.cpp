@@ -241,7 +241,7 @@ int Cat(const std::string& path, const std::vector<int>& numbers, bool csv) {
     int result = EXIT_OK;
     try {
         ToolFile file(path, scope, progress);
-        if (file.GetKind() != KIND_OPT_RESULT) {
+        if (file.GetKind() != ONF_FILE_OPT_RESULT) {
             file.LoadBlocks(false); // a block that cannot be loaded is printed as it stands
         }
         OnfBlockTextWriter writer(stdout);

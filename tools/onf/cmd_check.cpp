@@ -74,7 +74,8 @@ void LintFile(ToolFile& file, FileLogScope& scope) {
     const std::vector<BlockPlace>& places = file.GetPlaces();
     for (size_t i = 0; i < file.GetBlocks().size() && i < places.size(); ++i) {
         const OnfBlockTextReader::BLOCK_INFO& block = file.GetBlocks()[i];
-        if (file.GetKind() == KIND_OPT_RESULT && !QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
+        if (file.GetKind() == ONF_FILE_OPT_RESULT &&
+            !QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
             continue; // the result file's own blocks are no record blocks
         }
         // Values are judged one by one only in a block whose load counted bad ones.
@@ -119,7 +120,7 @@ std::unique_ptr<OnfModelFile> ReadCheckModel(const std::string& path) {
     std::unique_ptr<OnfModelFile> model;
     try {
         ToolFile file(path, scope, progress);
-        if (file.GetKind() != KIND_MODEL) {
+        if (file.GetKind() != ONF_FILE_MODEL) {
             throw std::runtime_error("--model takes a model input file, and this is " +
                                      KindWithArticle(file.GetKind()));
         }
@@ -138,14 +139,14 @@ std::unique_ptr<OnfModelFile> ReadCheckModel(const std::string& path) {
 void CheckAcross(ToolFile& file, const CheckOptions& options, FileLogScope& scope,
                  const Progress& progress) {
     std::vector<ModelFinding> findings;
-    if (file.GetKind() == KIND_MODEL) {
+    if (file.GetKind() == ONF_FILE_MODEL) {
         progress.Say("checking the references of the model");
         CheckModel(LoadedBlocks(file), findings);
     }
-    if (file.GetKind() == KIND_GROUPS) {
+    if (file.GetKind() == ONF_FILE_GROUPS) {
         CheckGroupNames(LoadedBlocks(file), findings);
     }
-    if (file.GetKind() == KIND_GROUPS && !options.model.empty()) {
+    if (file.GetKind() == ONF_FILE_GROUPS && !options.model.empty()) {
         progress.Say("checking the groups against " + DisplayName(options.model));
         const std::unique_ptr<OnfModelFile> model = ReadCheckModel(options.model);
         CheckGroupMembers(LoadedBlocks(file), BlocksOf(*model), DisplayName(options.model),
@@ -157,7 +158,7 @@ void CheckAcross(ToolFile& file, const CheckOptions& options, FileLogScope& scop
 // Reads the file once: into the file object of its kind where the kind is known, else into a
 // database of its own; each failing block is reported at its line and the others still load.
 std::unique_ptr<TypedFile> Load(ToolFile& file, const Progress& progress) {
-    if (file.GetKind() == KIND_GENERIC) {
+    if (file.GetKind() == ONF_FILE_GENERIC) {
         file.LoadBlocks(true);
         return nullptr;
     }
@@ -165,7 +166,7 @@ std::unique_ptr<TypedFile> Load(ToolFile& file, const Progress& progress) {
     return std::make_unique<TypedFile>(file);
 }
 
-void PrintVerdict(const std::string& name, const FileLogScope& scope, FileKind kind,
+void PrintVerdict(const std::string& name, const FileLogScope& scope, OnfFileKind kind,
                   size_t numBlocks) {
     if (scope.GetNumErrors() > 0) {
         std::printf("%s: failed (%s, %s)\n", name.c_str(),
@@ -175,9 +176,9 @@ void PrintVerdict(const std::string& name, const FileLogScope& scope, FileKind k
         return;
     } else if (scope.GetNumWarnings() > 0) {
         std::printf("%s: %s (%s)\n", name.c_str(),
-                    Plural(scope.GetNumWarnings(), "warning").c_str(), KindName(kind));
+                    Plural(scope.GetNumWarnings(), "warning").c_str(), OnfFileKindName(kind));
     } else {
-        std::printf("%s: ok (%s, %s)\n", name.c_str(), KindName(kind),
+        std::printf("%s: ok (%s, %s)\n", name.c_str(), OnfFileKindName(kind),
                     Plural(numBlocks, "block").c_str());
     }
 }
@@ -186,7 +187,7 @@ void PrintVerdict(const std::string& name, const FileLogScope& scope, FileKind k
 int CheckFile(const std::string& path, const CheckOptions& options) {
     FileLogScope scope(DisplayName(path), stdout);
     const Progress progress(path);
-    FileKind kind = KIND_GENERIC;
+    OnfFileKind kind = ONF_FILE_GENERIC;
     size_t numBlocks = 0;
     try {
         ToolFile file(path, scope, progress);

@@ -637,11 +637,11 @@ bool ReadInput(const std::string& path, const DiffOptions& options, DiffInput& i
     input.progress.reset(new Progress(path));
     try {
         input.file.reset(new ToolFile(path, *input.scope, *input.progress));
-        const FileKind kind = input.file->GetKind();
-        if (kind == KIND_OPT_RESULT) {
+        const OnfFileKind kind = input.file->GetKind();
+        if (kind == ONF_FILE_OPT_RESULT) {
             input.results.reset(new ONFOptResultFile(input.file->GetWidePath()));
             ReadOptResult(*input.file, *input.results);
-        } else if (options.global && kind == KIND_MODEL) {
+        } else if (options.global && kind == ONF_FILE_MODEL) {
             ReadGlobalModel(*input.file, input.model);
         } else {
             input.file->LoadBlocks(false); // blocks that cannot be loaded are compared as text
@@ -654,12 +654,12 @@ bool ReadInput(const std::string& path, const DiffOptions& options, DiffInput& i
 
 // A requirement of the options that a file does not meet, as text; empty when it meets them.
 std::string Unfit(const DiffOptions& options, const DiffInput& input) {
-    const FileKind kind = input.file->GetKind();
+    const OnfFileKind kind = input.file->GetKind();
     const std::string is = "; this is " + KindWithArticle(kind);
-    if (options.global && kind != KIND_MODEL) {
+    if (options.global && kind != ONF_FILE_MODEL) {
         return "--global compares model input files" + is;
     }
-    if (options.iterationsGiven && kind != KIND_OPT_RESULT) {
+    if (options.iterationsGiven && kind != ONF_FILE_OPT_RESULT) {
         return "--iterations compares optimisation result files" + is;
     }
     return std::string();

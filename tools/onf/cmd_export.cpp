@@ -98,10 +98,10 @@ std::string TakeOption(const std::vector<std::string>& args, size_t& position, v
 }
 
 // Fails unless `file` is of `kind`; `what` names the input ("export reads").
-void RequireKind(const ToolFile& file, FileKind kind, const std::string& what) {
+void RequireKind(const ToolFile& file, OnfFileKind kind, const std::string& what) {
     if (file.GetKind() != kind) {
         throw std::runtime_error(what + " " + KindWithArticle(kind) + ", and this is " +
-                                 (file.GetKind() == KIND_GENERIC && file.GetBlocks().empty()
+                                 (file.GetKind() == ONF_FILE_GENERIC && file.GetBlocks().empty()
                                       ? std::string("a file without blocks")
                                       : KindWithArticle(file.GetKind())));
     }
@@ -145,7 +145,7 @@ bool ReadModelGrid(const std::string& path, const Progress& progress, size_t& wa
                    std::unique_ptr<OnfModelFile>& model, std::unique_ptr<ModelVtuExport>& grid) {
     return InFileScope(path, warnings, [&](FileLogScope& scope) {
         ToolFile file(path, scope, progress);
-        RequireKind(file, KIND_MODEL, "export reads");
+        RequireKind(file, ONF_FILE_MODEL, "export reads");
         model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
         progress.Say("reading the model");
         if (!ReadModel(file, *model)) {
@@ -175,7 +175,8 @@ bool AddInput(const std::string& path, const char* option, size_t& warnings, Mod
         const Progress progress(path);
         ToolFile file(path, scope, progress);
         const bool groups = std::is_same<Object, OnfGroupsFile>::value;
-        RequireKind(file, groups ? KIND_GROUPS : KIND_OPT_RESULT, std::string(option) + " takes");
+        RequireKind(file, groups ? ONF_FILE_GROUPS : ONF_FILE_OPT_RESULT,
+                    std::string(option) + " takes");
         Object object(file.GetWidePath());
         if constexpr (std::is_same<Object, OnfGroupsFile>::value) {
             ReadGroups(file, object);

@@ -247,7 +247,7 @@ std::string JsonGroups(const Block& block) {
 
 void PrintJson(const ToolFile& file, const FileSummary& summary) {
     std::string json = "{\"file\": " + JsonString(file.GetPath()) +
-                       ", \"kind\": " + JsonString(KindName(file.GetKind())) +
+                       ", \"kind\": " + JsonString(OnfFileKindName(file.GetKind())) +
                        ", \"size\": " + std::to_string(file.GetTextSize());
     if (summary.result) {
         json += ", \"entries\": {";
@@ -277,13 +277,13 @@ void PrintJson(const ToolFile& file, const FileSummary& summary) {
 
 // Loads what info shows of `file`.
 void Load(ToolFile& file, FileSummary& summary) {
-    const FileKind kind = file.GetKind();
-    if (kind == KIND_OPT_RESULT) {
+    const OnfFileKind kind = file.GetKind();
+    if (kind == ONF_FILE_OPT_RESULT) {
         summary.result.reset(new ONFOptResultFile(file.GetWidePath()));
         ReadOptResult(file, *summary.result);
         return;
     }
-    if (kind == KIND_MODEL) {
+    if (kind == ONF_FILE_MODEL) {
         summary.model.reset(new OnfModelFile(file.GetWidePath(), nullptr));
         ReadModel(file, *summary.model);
     } else {
@@ -302,7 +302,7 @@ void InfoFile(ToolFile& file, bool json) {
         return;
     }
     std::printf("== %s: %s, %s, %s\n", DisplayName(file.GetPath()).c_str(),
-                KindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
+                OnfFileKindName(file.GetKind()), Plural(file.GetBlocks().size(), "block").c_str(),
                 ReadableSize(file.GetTextSize()).c_str());
     if (summary.result) {
         PrintOptResult(*summary.result);

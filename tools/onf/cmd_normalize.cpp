@@ -58,7 +58,7 @@ void WriteBlocks(ToolFile& file, FILE* out) {
     OnfBlockTextWriter writer(out);
     writer.WriteLine(ONF_COMMENT_MARK);
     writer.WriteLine(std::string(ONF_COMMENT_MARK) + " " + const_onf_version);
-    const char* header = KindHeader(file.GetKind());
+    const char* header = OnfFileKindHeader(file.GetKind());
     if (header != nullptr) {
         writer.WriteLine(std::string(ONF_COMMENT_MARK) + " " + header);
     }
@@ -72,7 +72,7 @@ int Normalize(const std::string& in, const std::string& out) {
     const Progress progress(in);
     try {
         ToolFile file(in, scope, progress);
-        if (file.GetKind() != KIND_OPT_RESULT) {
+        if (file.GetKind() != ONF_FILE_OPT_RESULT) {
             file.LoadBlocks(true);
         }
         if (scope.GetNumErrors() > 0 || scope.GetNumWarnings() > 0) {
@@ -85,7 +85,7 @@ int Normalize(const std::string& in, const std::string& out) {
         OutputFile output(out);
         progress.Say("writing " + (out == STANDARD_STREAM_OPERAND ? "standard output" : out));
         try {
-            if (file.GetKind() == KIND_OPT_RESULT) {
+            if (file.GetKind() == ONF_FILE_OPT_RESULT) {
                 WriteOptResult(file, output);
             } else {
                 WriteBlocks(file, output.Stream());

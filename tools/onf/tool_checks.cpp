@@ -217,8 +217,8 @@ void ReportFindings(ToolFile& file, const std::vector<ModelFinding>& findings,
     }
     std::map<int, std::map<int, size_t>> lines;
     for (const auto& block : wanted) {
-        lines[block.first] =
-            file.GetLocator().RecordLines(block.first, block.second, file.GetKind() == KIND_GROUPS);
+        lines[block.first] = file.GetLocator().RecordLines(block.first, block.second,
+                                                           file.GetKind() == ONF_FILE_GROUPS);
     }
     for (const ModelFinding& finding : findings) {
         const std::map<int, size_t>& ofBlock = lines[finding.block];

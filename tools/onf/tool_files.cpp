@@ -1,19 +1,14 @@
-// File kinds, block labels and the text of blocks, shared by the commands.
+// The words for file kinds, block labels and the text of blocks, shared by the commands.
 #include "OnfToolFiles.h"
 
 #include "BrelonLineInput.h"
-#include "ONFOptResultFile.h"
 #include "OnfBlock.h"
 #include "OnfConstants.h"
 #include "QSV_DataDescriptor.h"
-#include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
 
 #include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <set>
 
 namespace onf_tool {
 
@@ -36,153 +31,9 @@ const char* const KIND_RULE_TEXT =
     "modification file\", \"# ONF optimisation result file\"); failing that, blocks 200 or 210\n"
     "make a groups file, and anything else a generic ONF file.\n";
 
-const char* KindName(FileKind kind) {
-    switch (kind) {
-    case KIND_MODEL:
-        return "model input file";
-    case KIND_GROUPS:
-        return "groups file";
-    case KIND_INIT:
-        return "init file";
-    case KIND_MODIFICATION:
-        return "modification file";
-    case KIND_TEMPORARY:
-        return "temporary file";
-    case KIND_REQUESTS:
-        return "result request file";
-    case KIND_OPT_RESULT:
-        return "optimisation result file";
-    default:
-        return "ONF file";
-    }
-}
-
-std::string KindWithArticle(FileKind kind) {
-    const std::string name = KindName(kind);
+std::string KindWithArticle(OnfFileKind kind) {
+    const std::string name = OnfFileKindName(kind);
     return (std::string("AEIOUaeiou").find(name[0]) != std::string::npos ? "an " : "a ") + name;
-}
-
-const char* KindHeader(FileKind kind) {
-    switch (kind) {
-    case KIND_MODEL:
-        return const_onf_input_file;
-    case KIND_GROUPS:
-        return const_onf_group_file;
-    case KIND_INIT:
-        return const_onf_ini_file;
-    case KIND_MODIFICATION:
-        return const_onf_mod_file;
-    case KIND_OPT_RESULT:
-        return const_onf_opt_res_file;
-    default:
-        return nullptr;
-    }
-}
-
-namespace {
-
-// The kind that a block number decides, KIND_GENERIC for one that decides nothing.
-FileKind KindOfBlock(int id) {
-    if (id >= 700 && id <= 740) {
-        return KIND_OPT_RESULT;
-    }
-    if ((id >= 100 && id <= 181) || id == 1200) {
-        return KIND_MODEL;
-    }
-    if (id == 97) {
-        return KIND_INIT;
-    }
-    if (id >= 800 && id <= 890) {
-        return KIND_MODIFICATION;
-    }
-    if (id >= 900 && id <= 950) {
-        return KIND_TEMPORARY;
-    }
-    if ((id >= 400 && id <= 440) || id == 10030) {
-        return KIND_REQUESTS;
-    }
-    return KIND_GENERIC;
-}
-
-// The title that the result file's own blocks carry.
-const char* OptResultBlockName(int id) {
-    switch (id) {
-    case ONFOptResTitle::block_id:
-        return ONFOptResTitle::header;
-    case ONFOptResNodalScalar::block_id:
-        return ONFOptResNodalScalar::header;
-    case ONFOptResNodalVector::block_id:
-        return ONFOptResNodalVector::header;
-    case ONFOptResNodalDisp::block_id:
-        return ONFOptResNodalDisp::header;
-    case ONFOptResElemScalar::block_id:
-        return ONFOptResElemScalar::header;
-    default:
-        return "";
-    }
-}
-
-bool IsBlank(char c) {
-    return c == ' ' || (c >= 9 && c <= 13);
-}
-
-// The kind named by a header comment ahead of the first block, KIND_GENERIC if none is.
-FileKind KindFromHeader(const TextLinesParser& lines) {
-    static const FileKind kinds[] = {KIND_MODEL, KIND_GROUPS, KIND_INIT, KIND_MODIFICATION,
-                                     KIND_OPT_RESULT};
-    for (size_t i = 0; i < lines.GetNumLines(); ++i) {
-        const char* text = lines.GetLine(i);
-        while (IsBlank(*text)) {
-            ++text;
-        }
-        if (*text == '\0') {
-            continue;
-        }
-        if (*text != '#') {
-            break; // the first block starts here
-        }
-        do {
-            ++text;
-        } while (IsBlank(*text) || *text == '#');
-        size_t length = std::strlen(text);
-        while (length > 0 && IsBlank(text[length - 1])) {
-            --length;
-        }
-        for (FileKind kind : kinds) {
-            if (std::string(text, length) == KindHeader(kind)) {
-                return kind;
-            }
-        }
-    }
-    return KIND_GENERIC;
-}
-
-} // namespace
-
-FileKind DetectKind(const std::vector<BlockInfo>& blocks, const TextLinesParser& lines) {
-    std::set<FileKind> votes;
-    bool hasGroups = false;
-    for (const BlockInfo& block : blocks) {
-        const FileKind kind = KindOfBlock(block.block_id);
-        if (kind == KIND_OPT_RESULT) {
-            return kind;
-        }
-        if (kind != KIND_GENERIC) {
-            votes.insert(kind);
-        }
-        hasGroups = hasGroups || block.block_id == 200 || block.block_id == 210;
-    }
-    if (votes.size() == 1) {
-        return *votes.begin();
-    }
-    if (!votes.empty()) {
-        return KIND_GENERIC;
-    }
-    const FileKind fromHeader = KindFromHeader(lines);
-    if (fromHeader != KIND_GENERIC) {
-        return fromHeader;
-    }
-    return hasGroups ? KIND_GROUPS : KIND_GENERIC;
 }
 
 namespace {
@@ -218,13 +69,7 @@ std::string BlockName(const BlockInfo& block) {
     if (block.block_id == -1 && !block.descriptor.IsSet(DD::RI_ONF_ID)) {
         return ONF_NON_ONF;
     }
-    if (QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)) {
-        return QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName();
-    }
-    if (KindOfBlock(block.block_id) == KIND_OPT_RESULT) {
-        return OptResultBlockName(block.block_id);
-    }
-    return std::string();
+    return OnfBlockName(block.block_id);
 }
 
 std::string BlockLabel(const BlockInfo& block) {

@@ -49,10 +49,10 @@ ToolFile::ToolFile(const std::string& path, FileLogScope& scope, const Progress&
     }
     m_Reader = reader;
     m_Blocks = m_Reader->GetBlocksInfo();
-    m_Kind = DetectKind(m_Blocks, m_Reader->GetLines());
+    m_Kind = OnfFileKindOf(*m_Reader);
     m_Loaded.assign(m_Blocks.size(), nullptr);
     m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
-    progress.Say(Plural(m_Blocks.size(), "block") + " found; " + KindName(m_Kind));
+    progress.Say(Plural(m_Blocks.size(), "block") + " found; " + OnfFileKindName(m_Kind));
 }
 
 ToolFile::~ToolFile() = default;
@@ -158,8 +158,8 @@ bool ToolFile::LoadInto(BrelonOnfTxtDatabase& database, bool warnDropped) {
     m_States.assign(m_Blocks.size(), BLOCK_UNREAD);
     LoadListener listener(*this, warnDropped);
     // A groups file merges repeated blocks of one number, renumbering clashing ids.
-    const auto action = m_Kind == KIND_GROUPS ? BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER
-                                              : BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS;
+    const auto action = m_Kind == ONF_FILE_GROUPS ? BrelonOnfTxtDatabase::LOAD_MERGE_BY_NUMBER
+                                                  : BrelonOnfTxtDatabase::LOAD_REPLACE_BLOCKS;
     try {
         database.LoadFrom(*m_Reader, action, listener);
     } catch (const std::exception& failure) {
@@ -212,19 +212,19 @@ void ReadOptResult(ToolFile& file, ONFOptResultFile& result) {
 TypedFile::TypedFile(ToolFile& file) {
     const std::wstring& name = file.GetWidePath();
     switch (file.GetKind()) {
-    case KIND_MODEL: {
+    case ONF_FILE_MODEL: {
         auto model = std::make_unique<OnfModelFile>(name, nullptr);
         m_Complete = ReadModel(file, *model);
         m_Database = std::move(model);
         break;
     }
-    case KIND_GROUPS: {
+    case ONF_FILE_GROUPS: {
         auto groups = std::make_unique<OnfGroupsFile>(name);
         m_Complete = ReadGroups(file, *groups);
         m_Database = std::move(groups);
         break;
     }
-    case KIND_MODIFICATION: {
+    case ONF_FILE_MODIFICATION: {
         auto modif = std::make_unique<OnfModifFile>(name);
         m_Complete = file.LoadInto(*modif, true);
         if (m_Complete) {
@@ -234,7 +234,7 @@ TypedFile::TypedFile(ToolFile& file) {
         m_Database = std::move(modif);
         break;
     }
-    case KIND_REQUESTS: {
+    case ONF_FILE_REQUESTS: {
         auto requests = std::make_unique<OnfResultRequestFile>(name);
         m_Complete = file.LoadInto(*requests, true);
         if (m_Complete) {
@@ -243,15 +243,15 @@ TypedFile::TypedFile(ToolFile& file) {
         m_Database = std::move(requests);
         break;
     }
-    case KIND_INIT:
+    case ONF_FILE_INIT:
         m_Database = std::make_unique<OnfInitFile>(name);
         m_Complete = file.LoadInto(*m_Database, true);
         break;
-    case KIND_TEMPORARY:
+    case ONF_FILE_TEMPORARY:
         m_Database = std::make_unique<OnfTemporaryFile>();
         m_Complete = file.LoadInto(*m_Database, true);
         break;
-    case KIND_OPT_RESULT:
+    case ONF_FILE_OPT_RESULT:
         m_Result = std::make_unique<ONFOptResultFile>(name);
         ReadOptResult(file, *m_Result);
         m_Complete = true;
