@@ -9,7 +9,8 @@
 #   2 text database    src/textdb/
 #   3 file kinds       src/model/, src/feedback/, src/requests/, src/stream/, src/kinds/
 #   4 interface        the umbrella header include/BrelonOnfEngine.h
-#   5 tool             tools/onf/
+#   5 tool             tools/onf/, tools/cells/ (the element kinds as cells, for the tool and the
+#                      Python package)
 # A header of include/ lies in the layer of the src/ folder that holds its source (OnfBlock.h in
 # the block store, as src/block/OnfBlock.cpp); a header without a source is named below. A new
 # header of include/ that is neither fails the check, so that it gets a layer.
@@ -38,7 +39,7 @@ function(layer_of relative out)
         set(layer 0)
     elseif(relative MATCHES "^src/([^/]+)/")
         set(layer ${FOLDER_LAYER_${CMAKE_MATCH_1}})
-    elseif(relative MATCHES "^tools/onf/")
+    elseif(relative MATCHES "^tools/(onf|cells)/")
         set(layer 5)
     elseif(relative MATCHES "^include/([^/]+)$")
         set(header ${CMAKE_MATCH_1})
@@ -59,10 +60,12 @@ function(layer_of relative out)
 endfunction()
 
 # Where a quoted include of `includer` resolves: beside it, then along the include paths of the
-# build (include/, contracts/, services/, src/). Empty for a header outside the tree.
+# build (include/, contracts/, services/, src/, tools/cells/). Empty for a header outside the
+# tree.
 function(resolve_include includer name out)
     get_filename_component(dir ${ROOT}/${includer} DIRECTORY)
-    foreach(base ${dir} ${ROOT}/include ${ROOT}/contracts ${ROOT}/services ${ROOT}/src)
+    foreach(base ${dir} ${ROOT}/include ${ROOT}/contracts ${ROOT}/services ${ROOT}/src
+                 ${ROOT}/tools/cells)
         if(EXISTS ${base}/${name} AND NOT IS_DIRECTORY ${base}/${name})
             file(RELATIVE_PATH relative ${ROOT} ${base}/${name})
             set(${out} ${relative} PARENT_SCOPE)
@@ -74,7 +77,8 @@ endfunction()
 
 file(GLOB_RECURSE files RELATIVE ${ROOT}
      ${ROOT}/contracts/*.h ${ROOT}/services/*.h ${ROOT}/services/*.cpp ${ROOT}/src/*.h
-     ${ROOT}/src/*.cpp ${ROOT}/include/*.h ${ROOT}/tools/onf/*.h ${ROOT}/tools/onf/*.cpp)
+     ${ROOT}/src/*.cpp ${ROOT}/include/*.h ${ROOT}/tools/onf/*.h ${ROOT}/tools/onf/*.cpp
+     ${ROOT}/tools/cells/*.h)
 list(SORT files)
 set(violations "")
 set(unplaced "")

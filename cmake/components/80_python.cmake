@@ -33,6 +33,8 @@ file(GLOB ONF_PYTHON_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/pytho
 # NO_EXTRAS: the build type decides optimisation and stripping, as for the library.
 pybind11_add_module(brelononf_core MODULE NO_EXTRAS ${ONF_PYTHON_SOURCES})
 target_link_libraries(brelononf_core PRIVATE BrelonOnfEngine)
+# The element kinds as cells: the table `onf export` writes by, so that both draw a model alike.
+target_include_directories(brelononf_core PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/tools/cells)
 set_target_properties(brelononf_core PROPERTIES
     OUTPUT_NAME _core
     LIBRARY_OUTPUT_DIRECTORY ${ONF_PYTHON_BUILD_DIR}/brelononf)

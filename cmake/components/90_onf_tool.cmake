@@ -6,6 +6,8 @@ target_link_libraries(onf PRIVATE BrelonOnfEngine)
 target_compile_definitions(onf PRIVATE ONF_TOOL_VERSION="${PROJECT_VERSION}")
 # Commands may print what the suite services know beyond their public contracts.
 target_include_directories(onf PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/services)
+# The element kinds as cells, which the Python package reads too.
+target_include_directories(onf PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/tools/cells)
 set_target_properties(onf PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
 # The manual page is printed by the command from its own help texts (`onf help --man`), so that

@@ -2,7 +2,8 @@
 # end, once by its XML and once by an independent reader (skipped where that is not installed).
 onf_add_test(test_export tests/test_export.cpp ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/VtuWriter.cpp)
 if(TARGET test_export)
-    target_include_directories(test_export PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf)
+    target_include_directories(test_export PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf
+                                                   ${CMAKE_CURRENT_SOURCE_DIR}/tools/cells)
 endif()
 
 if(ONF_BUILD_TESTS)

@@ -1,22 +1,17 @@
 """Element kinds of a model as cells of meshio and VTK.
 
-An element lists its corners first, then its edge nodes. Solids number the first face so that
-its normal points into the element, as VTK (and meshio, which follows VTK's node order) has it
-for tetrahedra, pyramids and hexahedra; a VTK wedge wants the normal of its first face outwards,
-so wedges swap their second and third corners (and the edge nodes with them). The 20-node
-hexahedron lists its edge nodes bottom, vertical, top; VTK wants bottom, top, vertical. The
-15-node wedge likewise. A 3-node rod or spring runs through its middle node; the quadratic edge
-lists that node last.
-
-Collapsed kinds become the cell they collapse from: their repeated nodes make degenerate cells,
-which viewers draw as the collapsed shape. The 9-node plane triangle has no cell with its node
-count: a viewer draws its corners as a triangle, a conversion leaves it out rather than lose six
-of its nodes. The dummy element has no shape.
+The cells are those `onf export` writes (the extension hands over its table): an element's nodes
+in the order VTK and meshio want them, collapsed kinds as the kind they collapse from (their
+repeated nodes make degenerate cells, which viewers draw as the collapsed shape). The 9-node
+plane triangle has no cell with its node count: a viewer draws its corners as a triangle, a
+conversion leaves it out rather than lose six of its nodes. The dummy element has no shape.
 """
 
 from collections import namedtuple
 
 import numpy as np
+
+from . import _core
 
 #: Element kind number to its name (item 1 of the element block).
 ELEMENT_KINDS = {
@@ -34,46 +29,22 @@ ELEMENT_KINDS = {
 #: same order). `exact` is False where the cell keeps only part of the element's nodes.
 CellShape = namedtuple("CellShape", "meshio vtk nodes order exact")
 
-_HEXA20 = (0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 16, 17, 18, 19, 12, 13, 14, 15)
-_PENTA6 = (0, 2, 1, 3, 5, 4)
-_PENTA15 = (0, 2, 1, 3, 5, 4, 8, 7, 6, 14, 13, 12, 9, 11, 10)
-_CHAIN3 = (0, 2, 1)
-
-
-def _shape(meshio, vtk, nodes, order=None, exact=True):
-    return CellShape(meshio, vtk, nodes, order, exact)
-
-
-SHAPES = {
-    1: _shape("tetra", 10, 4),
-    2: _shape("tetra10", 24, 10),
-    3: _shape("hexahedron", 12, 8),
-    4: _shape("hexahedron20", 25, 20, _HEXA20),
-    5: _shape("wedge", 13, 6, _PENTA6),
-    6: _shape("wedge15", 26, 15, _PENTA15),
-    7: _shape("pyramid", 14, 5),
-    8: _shape("pyramid13", 27, 13),
-    22: _shape("triangle", 5, 9, (0, 1, 2), exact=False),
-    41: _shape("line", 3, 2),
-    42: _shape("line3", 21, 3),
-    45: _shape("line3", 21, 3, _CHAIN3),
-    43: _shape("vertex", 1, 1),
+#: meshio's name of each VTK cell type that elements become.
+_MESHIO_TYPES = {
+    1: "vertex", 3: "line", 5: "triangle", 9: "quad", 10: "tetra", 12: "hexahedron", 13: "wedge",
+    14: "pyramid", 21: "line3", 22: "triangle6", 23: "quad8", 24: "tetra10", 25: "hexahedron20",
+    26: "wedge15", 27: "pyramid13",
 }
-for _kind in (10, 20):
-    SHAPES[_kind] = _shape("triangle", 5, 3)
-for _kind in (11, 21):
-    SHAPES[_kind] = _shape("triangle6", 22, 6)
-for _kind in (12, 23, 36, 38):
-    SHAPES[_kind] = _shape("quad", 9, 4)
-for _kind in (13, 24, 37, 39):
-    SHAPES[_kind] = _shape("quad8", 23, 8)
-for _kind in (30, 31, 32):
-    SHAPES[_kind] = SHAPES[3]
-for _kind in (33, 34, 35):
-    SHAPES[_kind] = SHAPES[4]
-for _kind, _like in ((44, 41), (46, 41), (47, 45), (49, 43)):
-    SHAPES[_kind] = SHAPES[_like]
-del _kind, _like
+
+
+def _shape(vtk, nodes, order):
+    exact = len(order) == nodes
+    if exact and order == tuple(range(nodes)):
+        order = None
+    return CellShape(_MESHIO_TYPES[vtk], vtk, nodes, order, exact)
+
+
+SHAPES = {kind: _shape(*row) for kind, row in _core.CELL_SHAPES.items()}
 
 #: The kind an element of a meshio cell type becomes when nothing says otherwise.
 DEFAULT_KINDS = {

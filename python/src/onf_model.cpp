@@ -8,6 +8,7 @@
 #include "OnfModelFile.h"
 #include "QSV_DataDescriptor.h"
 #include "QSV_OnfCatalogue.h"
+#include "VtkCells.h"
 
 #include <algorithm>
 #include <memory>
@@ -182,9 +183,30 @@ py::list Schema(const py::dict& descriptorItems, const std::string& format) {
     return SchemaOf(NewBlock(set, MakeDescriptor(descriptorItems), format));
 }
 
+// Each element kind that a cell draws, by kind: (VTK cell type, the element's node count, for
+// each cell node its place in the element's node list). The table `onf export` writes by.
+py::dict CellShapes() {
+    py::dict shapes;
+    for (int kind = 0; kind < OnfElement::NUM_ELEM_TYPES; ++kind) {
+        const onf_tool::VtkCellShape& shape = onf_tool::VtkShapeOf(kind);
+        if (shape.cellType == onf_tool::VTK_EMPTY_CELL) {
+            continue;
+        }
+        py::list order;
+        for (int i = 0; i < shape.cellNodes; ++i) {
+            order.append(shape.order != nullptr ? shape.order[i] : i);
+        }
+        shapes[py::int_(kind)] =
+            py::make_tuple(static_cast<int>(shape.cellType), static_cast<int>(shape.elementNodes),
+                           py::tuple(order));
+    }
+    return shapes;
+}
+
 } // namespace
 
 void RegisterModel(py::module_& m) {
+    m.attr("CELL_SHAPES") = CellShapes();
     m.def("read_model", &ReadModel, py::arg("path"),
           "Every block of a model file as a table, with the nodes in global coordinates and the "
           "element nodes as rows of the node table.");

@@ -22,99 +22,6 @@ namespace onf_tool {
 
 namespace {
 
-// ---- Element kinds as cells ------------------------------------------------------------------
-//
-// An element lists its corners first, then its edge nodes. Solids number the first face so that
-// its normal points into the element, as VTK has it for tetrahedra, pyramids and hexahedra; a
-// VTK wedge wants the normal of its first face outwards, so wedges swap their second and third
-// corners (and the edge nodes with them). The 20-node hexahedron lists its edge nodes bottom,
-// vertical, top; VTK wants bottom, top, vertical. The 15-node wedge likewise.
-//
-// Collapsed kinds are written as the kind they collapse from: their repeated nodes make
-// degenerate cells, which viewers draw as the collapsed shape. The 9-node plane triangle has no
-// VTK cell with its node count; its corners make a linear triangle. A 3-node rod or spring runs
-// through its middle node: the VTK quadratic edge lists that node last.
-
-const uint8_t kHexa20[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 16, 17, 18, 19, 12, 13, 14, 15};
-const uint8_t kPenta6[] = {0, 2, 1, 3, 5, 4};
-const uint8_t kPenta15[] = {0, 2, 1, 3, 5, 4, 8, 7, 6, 14, 13, 12, 9, 11, 10};
-const uint8_t kChain3[] = {0, 2, 1};
-
-const VtkCellShape kNoShape = {VTK_EMPTY_CELL, 0, 0, nullptr};
-
-VtkCellShape ShapeRow(int type) {
-    using namespace OnfElement;
-    switch (type) {
-    case ELEM_TETRA4:
-        return {VTK_TETRA, 4, 4, nullptr};
-    case ELEM_TETRA10:
-        return {VTK_QUADRATIC_TETRA, 10, 10, nullptr};
-    case ELEM_HEXA8:
-        return {VTK_HEXAHEDRON, 8, 8, nullptr};
-    case ELEM_HEXA20:
-        return {VTK_QUADRATIC_HEXAHEDRON, 20, 20, kHexa20};
-    case ELEM_PENTA6:
-        return {VTK_WEDGE, 6, 6, kPenta6};
-    case ELEM_PENTA15:
-        return {VTK_QUADRATIC_WEDGE, 15, 15, kPenta15};
-    case ELEM_PYRA5:
-        return {VTK_PYRAMID, 5, 5, nullptr};
-    case ELEM_PYRA13:
-        return {VTK_QUADRATIC_PYRAMID, 13, 13, nullptr};
-    case ELEM_SHELL_TRIA3:
-    case ELEM_PLANE_TRIA3:
-        return {VTK_TRIANGLE, 3, 3, nullptr};
-    case ELEM_SHELL_TRIA6:
-    case ELEM_PLANE_TRIA6:
-        return {VTK_QUADRATIC_TRIANGLE, 6, 6, nullptr};
-    case ELEM_PLANE_TRIA9:
-        return {VTK_TRIANGLE, 9, 3, nullptr};
-    case ELEM_SHELL_QUAD4:
-    case ELEM_PLANE_QUAD4:
-    case ELEM_SHELL_QUAD4_C3:
-    case ELEM_PLANE_QUAD4_C3:
-        return {VTK_QUAD, 4, 4, nullptr};
-    case ELEM_SHELL_QUAD8:
-    case ELEM_PLANE_QUAD8:
-    case ELEM_SHELL_QUAD8_C3:
-    case ELEM_PLANE_QUAD8_C3:
-        return {VTK_QUADRATIC_QUAD, 8, 8, nullptr};
-    case ELEM_HEXA8_C7:
-    case ELEM_HEXA8_C5_FACES:
-    case ELEM_HEXA8_C5:
-        return {VTK_HEXAHEDRON, 8, 8, nullptr};
-    case ELEM_HEXA20_C7:
-    case ELEM_HEXA20_C5_FACES:
-    case ELEM_HEXA20_C5:
-        return {VTK_QUADRATIC_HEXAHEDRON, 20, 20, kHexa20};
-    case ELEM_BEAM2:
-    case ELEM_SPRING2:
-    case ELEM_ROD2:
-        return {VTK_LINE, 2, 2, nullptr};
-    case ELEM_BEAM3:
-        return {VTK_QUADRATIC_EDGE, 3, 3, nullptr};
-    case ELEM_SPRING3:
-    case ELEM_ROD3:
-        return {VTK_QUADRATIC_EDGE, 3, 3, kChain3};
-    case ELEM_MASS1:
-    case ELEM_POINT1:
-        return {VTK_VERTEX, 1, 1, nullptr};
-    default:
-        return kNoShape;
-    }
-}
-
-struct ShapeTable {
-    VtkCellShape rows[OnfElement::NUM_ELEM_TYPES];
-    ShapeTable() {
-        for (int type = 0; type < OnfElement::NUM_ELEM_TYPES; ++type) {
-            rows[type] = ShapeRow(type);
-        }
-    }
-};
-
-const ShapeTable kShapes;
-
 // ---- Output ----------------------------------------------------------------------------------
 
 // Collects text in memory and hands it to a stream, which it does not own, in large pieces.
@@ -282,13 +189,6 @@ std::string XmlEscaped(const std::string& text) {
         }
     }
     return escaped;
-}
-
-const VtkCellShape& VtkShapeOf(int type) {
-    if (type < 0 || type >= OnfElement::NUM_ELEM_TYPES) {
-        return kNoShape;
-    }
-    return kShapes.rows[type];
 }
 
 void WriteVtu(const VtuGrid& grid, const std::string& path, VtuEncoding encoding) {

@@ -3,6 +3,8 @@
 // The grid is built in memory by ModelVtuExport and written by WriteVtu.
 #pragma once
 
+#include "VtkCells.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,40 +19,6 @@ class OnfGroupsFile;
 class ONFOptResultFile;
 
 namespace onf_tool {
-
-// The VTK cell type numbers that elements are written as.
-enum VtkCellType : uint8_t {
-    VTK_EMPTY_CELL = 0, // an element kind that is not written
-    VTK_VERTEX = 1,
-    VTK_LINE = 3,
-    VTK_TRIANGLE = 5,
-    VTK_QUAD = 9,
-    VTK_TETRA = 10,
-    VTK_HEXAHEDRON = 12,
-    VTK_WEDGE = 13,
-    VTK_PYRAMID = 14,
-    VTK_QUADRATIC_EDGE = 21,
-    VTK_QUADRATIC_TRIANGLE = 22,
-    VTK_QUADRATIC_QUAD = 23,
-    VTK_QUADRATIC_TETRA = 24,
-    VTK_QUADRATIC_HEXAHEDRON = 25,
-    VTK_QUADRATIC_WEDGE = 26,
-    VTK_QUADRATIC_PYRAMID = 27,
-};
-
-// How one element kind becomes a cell: the cell type, the nodes the element must have, and
-// for each cell node the position of that node in the element's node list (null: the same
-// order). A cell may use fewer nodes than the element has (the corners of a 9-node triangle).
-struct VtkCellShape {
-    VtkCellType cellType;
-    uint8_t elementNodes;
-    uint8_t cellNodes;
-    const uint8_t* order;
-};
-
-// The shape of OnfElement::ElemType `type`; cellType VTK_EMPTY_CELL for the dummy element, for
-// unused kinds and for numbers outside the table.
-const VtkCellShape& VtkShapeOf(int type);
 
 // A named array of point or cell data. Exactly one of the value vectors is used, by `type`,
 // holding `components` values per point or cell.
