@@ -168,6 +168,11 @@ descriptor,id,item 1,item 2
 "LOADCASE=2 LABEL=""a, b""",4,0.25,four
 "LOADCASE=2 LABEL=""a, b""",9,1.5,nine
 EOF
+printf '   -1\n   -3\nFORMAT = I|Sb\n   -3\nNON_ONF\n1\n5, five\n   -1\n' >>custom.onf
+run cat --csv custom.onf NON_ONF
+is "cat --csv of custom blocks of two formats" 2 err <<'EOF'
+custom.onf: error: the NON_ONF blocks have 2 formats (RSb, I|Sb) and make no one table
+EOF
 
 # export takes a model, a groups file and a result file, and refuses any other kind before it
 # writes anything; a node that cannot be placed is named at its line.

@@ -189,13 +189,25 @@ bool PrintCsv(ToolFile& file, int number, FileLogScope& scope) {
             descriptors = descriptors || !DescriptorText(file.GetBlocks()[i].descriptor).empty();
         }
     }
+    std::vector<std::string> formats;
     for (size_t i : matches) {
-        if (file.GetLoadedBlock(i)->GetBlockFormatString() !=
-            file.GetLoadedBlock(matches[0])->GetBlockFormatString()) {
-            scope.Report(QSV_LogMacros::LOG_ERROR, "blocks " + std::to_string(number) +
-                                                       " of different formats make no one table");
-            return false;
+        const std::string format = file.GetLoadedBlock(i)->GetBlockFormatString();
+        if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+            formats.push_back(format);
         }
+    }
+    if (formats.size() > 1) {
+        // Custom blocks carry formats of their own; a table takes one header.
+        std::string list;
+        for (const std::string& format : formats) {
+            list += (list.empty() ? "" : ", ") + format;
+        }
+        std::string name = BlockName(file.GetBlocks()[matches[0]]);
+        name = name.empty() ? std::to_string(number) : name;
+        scope.Report(QSV_LogMacros::LOG_ERROR, "the " + name + " blocks have " +
+                                                   std::to_string(formats.size()) + " formats (" +
+                                                   list + ") and make no one table");
+        return false;
     }
     if (matches.empty()) {
         return false;
