@@ -134,11 +134,24 @@ cat >rules.tol <<'EOF'
 default = rel:1e-5
 EOF
 tolerance_case "tolerance file" 0 --tol-file rules.tol
-printf '110:3 = abs:1e-6\n120:99 = abs:1\n' >bad.tol
-echo "onf diff: bad.tol:2: block 120 has no item '99' (see 'onf help diff')" >bad.err
+# A rule for an item the block lacks matches nothing: a warning names it, the rest still count.
+printf '120:9 = rel:1e-5\n120:99 = abs:1\n120:value 9=ignore\n' >lacking.tol
+cat >lacking.err <<'EOF'
+onf diff: warning: lacking.tol:2: block 120 ONF_MATERIALS has no item '99': the rule '120:99 = abs:1' matches nothing
+onf diff: warning: lacking.tol:3: block 120 ONF_MATERIALS has no item 'value 9': the rule '120:value 9=ignore' matches nothing
+onf diff: warning: block 110 ONF_NODES has no item '4': the rule '110:4=abs:1e-9' matches nothing
+onf diff: warning: block 4711 has no item 'x': the rule '4711:x=exact' matches nothing
+EOF
+expect "rules for items a block lacks" 1 "" lacking.err -- diff --all --tol-file lacking.tol \
+    --tol 110:4=abs:1e-9 --tol 4711:x=exact t1.onf t2.onf
+grep -q "item 9" "$work/out" && fail "rules for items a block lacks: a good rule was dropped"
+grep -q "item 10" "$work/out" || fail "rules for items a block lacks: 1e-20 agrees"
+printf '110:3 = abs:1e-6\n120:8 = abs:-1\n' >bad.tol
+echo "onf diff: bad.tol:2: 'abs:-1' is no tolerance (abs:A, rel:R, floor:F joined by commas, exact or ignore) (see 'onf help diff')" >bad.err
 expect "a wrong rule in a file" 2 /dev/null "" -- diff --tol-file bad.tol t1.onf t2.onf
 head -n 1 "$work/err" | diff -u bad.err - || fail "a wrong rule: message"
-for rule in "120:8" "120:8=abs" "120:8=abs:-1" "120:8=near:1" "ONF_NOTHING=exact" "120:8=abs:x"; do
+for rule in "120:8" "120:8=abs" "120:8=abs:-1" "120:8=near:1" "ONF_NOTHING=exact" "120:8=abs:x" \
+    "120:=exact"; do
     expect "bad rule '$rule'" 2 /dev/null "" -- diff --tol "$rule" t1.onf t2.onf
 done
 

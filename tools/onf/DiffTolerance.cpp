@@ -44,24 +44,32 @@ bool ParseCount(const std::string& text, int& value) {
 
 // The item of a rule as the table keys it: a record item number of a catalogued block
 // (given by number or by its catalogue name), else the text as it stands (an entry title).
-bool ItemKey(int block, const std::string& text, std::string& key) {
-    int number = 0;
+// Empty when the block has no such item.
+std::string ItemKey(int block, const std::string& text) {
     const bool catalogued = block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block);
+    const size_t numItems =
+        catalogued ? QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames.size()
+                   : 0;
+    int number = 0;
     if (ParseCount(text, number)) {
-        key = std::to_string(number);
-        return !catalogued ||
-               (number >= 1 &&
-                static_cast<size_t>(number) <=
-                    QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames.size());
+        const bool exists = !catalogued || (number >= 1 && static_cast<size_t>(number) <= numItems);
+        return exists ? std::to_string(number) : std::string();
     }
     if (!catalogued) {
-        key = text;
-        return block >= 700 && block <= 740;
+        return block >= 700 && block <= 740 ? text : std::string();
     }
     const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
     const auto found = std::find(names.begin(), names.end(), text);
-    key = std::to_string(found - names.begin() + 1);
-    return found != names.end();
+    return found != names.end() ? std::to_string(found - names.begin() + 1) : std::string();
+}
+
+// A rule for an item that its block does not have matches nothing. Tolerance files are shared
+// between comparisons and written ahead of the files they serve, so such a rule is dropped with
+// a warning that names it rather than refusing the comparison.
+std::string NoSuchItem(int block, const std::string& item, const std::string& rule) {
+    const std::string name = OnfBlockName(block);
+    return "block " + std::to_string(block) + (name.empty() ? "" : " " + name) + " has no item '" +
+           item + "': the rule '" + Trimmed(rule) + "' matches nothing";
 }
 
 } // namespace
@@ -181,9 +189,16 @@ std::string ToleranceTable::AddRule(const std::string& rule) {
         return "'" + selector.substr(0, colon) + "' is no block number or name";
     }
     std::string item;
-    if (colon != std::string::npos && !ItemKey(block, Trimmed(selector.substr(colon + 1)), item)) {
-        return "block " + std::to_string(block) + " has no item '" +
-               Trimmed(selector.substr(colon + 1)) + "'";
+    if (colon != std::string::npos) {
+        const std::string named = Trimmed(selector.substr(colon + 1));
+        if (named.empty()) {
+            return "'" + selector + "' names no item";
+        }
+        item = ItemKey(block, named);
+        if (item.empty()) {
+            m_Warnings.push_back(NoSuchItem(block, named, rule));
+            return std::string();
+        }
     }
     m_Rules[std::make_pair(block, item)] = tolerance;
     return std::string();
@@ -197,9 +212,14 @@ std::string ToleranceTable::ReadFile(const std::string& path) {
     std::string line;
     for (size_t number = 1; std::getline(in, line); ++number) {
         const std::string rule = Trimmed(line.substr(0, line.find('#')));
+        const std::string place = path + ":" + std::to_string(number) + ": ";
+        const size_t warnings = m_Warnings.size();
         const std::string error = rule.empty() ? std::string() : AddRule(rule);
         if (!error.empty()) {
-            return path + ":" + std::to_string(number) + ": " + error;
+            return place + error;
+        }
+        if (m_Warnings.size() > warnings) {
+            m_Warnings.back() = place + m_Warnings.back();
         }
     }
     return std::string();

@@ -47,11 +47,14 @@ public:
     void SetRelative(double value);
     void SetFloor(double value);
     // "SELECTOR=SPEC": SELECTOR is BLOCK, BLOCK:ITEM, "default" or "positions"; SPEC as
-    // Tolerance::Parse reads it. Returns an empty string, or what is wrong.
+    // Tolerance::Parse reads it. Returns an empty string, or what is wrong. A rule for an item
+    // the block does not have is dropped with a warning (see Warnings).
     std::string AddRule(const std::string& rule);
     // One rule a line; "#" starts a comment, blank lines are skipped. Returns an empty string,
-    // or "FILE:LINE: what is wrong".
+    // or "FILE:LINE: what is wrong"; its warnings begin with "FILE:LINE: ".
     std::string ReadFile(const std::string& path);
+    // What the rules read so far said that the comparison goes on without, in their order.
+    const std::vector<std::string>& Warnings() const { return m_Warnings; }
 
     // The tolerance of item `item` (its number as text, or an entry title) of `block`.
     const Tolerance& For(int block, const std::string& item) const;
@@ -66,6 +69,7 @@ private:
     bool m_GlobalKinds = false;
     // Keyed by block and item; an empty item stands for the whole block.
     std::map<std::pair<int, std::string>, Tolerance> m_Rules;
+    std::vector<std::string> m_Warnings;
 };
 
 // The range of the values of one item, for the tolerance file that --summary writes.

@@ -58,6 +58,8 @@ const OnfCommand kDiff = {
     "                    result file), SPEC abs:A, rel:R, floor:F joined by commas, or exact\n"
     "                    or ignore; \"default=SPEC\" and \"positions=SPEC\" set the defaults.\n"
     "                    Example: --tol 110:3=abs:1e-9 --tol 740:Density=abs:1e-4\n"
+    "                    A rule for an item the block does not have matches nothing: a\n"
+    "                    warning on standard error says so, and the comparison goes on.\n"
     "  --tol-file FILE   rules from a file, one a line (\"#\" starts a comment); later rules win\n"
     "  --summary FILE    writes a tolerance file for A: a rule for each real item or result\n"
     "                    field, with the range of its values, as the start of a regression\n"
@@ -748,6 +750,9 @@ int RunDiff(const std::vector<std::string>& args) {
     }
     if (helpShown) {
         return EXIT_OK;
+    }
+    for (const std::string& warning : command.options.tolerances.Warnings()) {
+        std::fprintf(stderr, "onf diff: warning: %s\n", warning.c_str());
     }
     const size_t wanted = command.options.summary.empty() ? 2 : command.files.size();
     if (command.files.size() != wanted || wanted < 1 || wanted > 2) {
