@@ -4,6 +4,7 @@
 #include "bench_common.h"
 
 #include "BrelonOnfIdMap.h"
+#include "BrelonOnfTxtDatabase.h"
 #include "OnfGroupsFile.h"
 #include "OnfModelFile.h"
 #include "QSV_Failure.h"
@@ -129,6 +130,41 @@ void EngineTinyBlocksMerged(benchmark::State& state) {
     });
 }
 
+// A file of `count` one-record node blocks, each its own instance under a descriptor of its own
+// (LOADCASE=i), as results of many load cases come: a database keeps every one of them, so what
+// a block costs beside its record shows in the heap an instance takes.
+void EngineTinyBlocksWithDescriptor(benchmark::State& state) {
+    const size_t count = static_cast<size_t>(state.range(0));
+    const std::string path =
+        TempPath("onf_bench_tiny_descriptor_" + std::to_string(count) + ".onf");
+    {
+        std::ofstream out(path, std::ios::binary);
+        for (size_t i = 1; i <= count; ++i) {
+            out << "   -1\n   -2\nLOADCASE=" << i << "\n   -2\n110\n1\n"
+                << i << ", 0, 0, 1.0, 2.0, 3.0\n   -1\n";
+        }
+    }
+    const std::wstring name(path.begin(), path.end());
+    const UserCpuTimer cpu;
+    double bytesPerBlock = 0.0;
+    for (auto _ : state) {
+        const size_t before = HeapInUse();
+        BrelonOnfTxtDatabase db(name);
+        try {
+            db.InitDb(QSV_DatabaseDefs::AccessMode(0), 1024, L"", nullptr);
+        } catch (const QSV_Exception& failure) {
+            state.SkipWithError(failure.GetMessage().c_str());
+            return;
+        }
+        bytesPerBlock = static_cast<double>(HeapInUse() - before) / static_cast<double>(count);
+        benchmark::DoNotOptimize(&db);
+    }
+    cpu.Report(state);
+    SetThroughput(state, 0, count);
+    state.counters["heap_B/block"] = bytesPerBlock;
+    std::remove(path.c_str());
+}
+
 const bool kRegistered = [] {
     for (const char* name : {"Engine/TinyBlocksReplaced", "Engine/TinyBlocksMerged"}) {
         benchmark::RegisterBenchmark(name, name[13] == 'R' ? &EngineTinyBlocksReplaced
@@ -139,6 +175,12 @@ const bool kRegistered = [] {
             ->UseRealTime()
             ->Unit(benchmark::kMillisecond);
     }
+    benchmark::RegisterBenchmark("Engine/TinyBlocksWithDescriptor", &EngineTinyBlocksWithDescriptor)
+        ->Arg(100000)
+        ->Arg(1000000)
+        ->Iterations(1)
+        ->UseRealTime()
+        ->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark("Engine/IdMapMemory", &EngineIdMapMemory)
         ->Iterations(1)
         ->Unit(benchmark::kMillisecond);

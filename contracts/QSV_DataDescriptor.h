@@ -4,6 +4,7 @@
 #include "QSV_OnfCatalogue.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 // 14 items, each an integer or a string by its row in RD_NAME_TYPE_ITEMS, and a 32-bit mask in
@@ -63,6 +64,11 @@ public:
     QSV_DataDescriptor();
     // Item 1 set to `id` and nothing else (mask 2): the descriptor of a plain block.
     QSV_DataDescriptor(QSV_OnfId id);
+    QSV_DataDescriptor(const QSV_DataDescriptor& other);
+    QSV_DataDescriptor(QSV_DataDescriptor&& other) noexcept = default;
+    QSV_DataDescriptor& operator=(const QSV_DataDescriptor& other);
+    QSV_DataDescriptor& operator=(QSV_DataDescriptor&& other) noexcept = default;
+    ~QSV_DataDescriptor();
 
     // Back to empty: every item unset, integers 0, strings "", m_Spare -1.
     void Init();
@@ -98,8 +104,16 @@ public:
     void SetSpare(int value) { m_Spare = value; }
 
 private:
+    // The five string items (0, 10 to 13), by their place in this array.
+    static constexpr int NUM_STRING_ITEMS = 5;
+    static int StringSlot(int index) { return index == RI_MODEL ? 0 : index - RI_TIME + 1; }
+    const std::string& StringOf(int index) const;
+
     int m_Integers[NUM_ITEMS];
-    std::string m_Strings[NUM_ITEMS];
+    // The texts of the string items, made when one is set: every block and every key of a block
+    // set holds a descriptor, and most have no text, so an empty one costs a pointer rather than
+    // fourteen strings.
+    std::unique_ptr<std::string[]> m_Strings;
     uint32_t m_Mask = 0;
     int m_Spare = -1;
 };

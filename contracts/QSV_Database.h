@@ -182,11 +182,11 @@ public:
     IndexIterator End() const;
 
     const QSV_DataDescriptor& GetDescriptor() const { return m_Descriptor; }
-    const std::string& GetFormatString() const { return m_FormatString; }
+    const std::string& GetFormatString() const { return m_Shape->layout.GetFormat(); }
     // Entry k is the type of item k + 1; 0 for a format character that is no known type.
-    const std::vector<BlockDataType>& GetItemTypes() const { return m_ItemTypes; }
+    const std::vector<BlockDataType>& GetItemTypes() const { return m_Shape->itemTypes; }
     // Items of a record, the key included.
-    size_t GetNumItems() const { return m_ItemTypes.size() + 1; }
+    size_t GetNumItems() const { return m_Shape->itemTypes.size() + 1; }
     // Type of item `item` (1 upward); BDT_INTEGER for the key; 0 past the last item.
     BlockDataType GetItemType(size_t item) const;
     QSV_IdType GetBlockIdType() const { return m_BlockIdType; }
@@ -202,9 +202,9 @@ public:
     // Bytes from the start of the record (the id field counts) to item `item`; 0 past the end.
     size_t GetItemRecordOffset(size_t item) const;
     // True when the format names the key itself (a bar anywhere in it).
-    bool HasKeyInFormat() const { return m_Layout.HasKeyInFormat(); }
+    bool HasKeyInFormat() const { return m_Shape->layout.HasKeyInFormat(); }
     // The layout of the block's records, as its format gives it.
-    const QSV_RecordLayout& GetLayout() const { return m_Layout; }
+    const QSV_RecordLayout& GetLayout() const { return m_Shape->layout; }
 
     // Bytes of a format character in a record (0 for layout marks and unknown characters), and
     // its type in a record map (0 for those). `i` is an integer and `r` a real here.
@@ -223,19 +223,25 @@ protected:
     QSV_DataBlock& operator=(const QSV_DataBlock&) = delete;
 
     QSV_DataDescriptor m_Descriptor;
-    std::string m_FormatString;
-    std::vector<BlockDataType> m_ItemTypes;
     QSV_IdType m_BlockIdType = ID_NONE;
     size_t m_RecordDataSize = 0;
     uint32_t m_FormatFlags = 0;
 
 private:
-    void DeriveLayout();
+    // What a format makes of a record: its layout and the item types handed out. Blocks of one
+    // catalogue number share theirs, made once for the process, so that a file of many small
+    // blocks does not pay for the layout again in every block; a custom block has its own.
+    struct Shape {
+        explicit Shape(const std::string& format);
+        QSV_RecordLayout layout;
+        std::vector<BlockDataType> itemTypes;
+    };
+    static std::shared_ptr<const Shape> CataloguedShape(QSV_OnfId id);
 
     // The catalogue row's id types by item number (null for a custom block), and their count.
     const QSV_IdType* m_ItemIdTypes = nullptr;
     size_t m_NumItemIdTypes = 0;
-    QSV_RecordLayout m_Layout;
+    std::shared_ptr<const Shape> m_Shape;
 };
 
 // A read-only view on one record's item data (the record without its id field), laid out for one

@@ -225,6 +225,17 @@ TEST(DataDescriptor, ItemsMaskAndTypeChecks) {
     d.Unset(DD::RI_LOADCASE);
     EXPECT_FALSE(d.IsSet(DD::RI_LOADCASE));
     EXPECT_EQ(d.GetInteger(DD::RI_LOADCASE), 0);
+
+    // Texts are held apart from the integers: a copy owns its own, and a text set and unset
+    // again compares equal to one never set.
+    DD copy = d;
+    copy.SetString(DD::RI_LABEL, "other");
+    EXPECT_EQ(d.GetString(DD::RI_LABEL), "\"wing\"");
+    copy = d;
+    EXPECT_TRUE(copy == d);
+    copy.Unset(DD::RI_LABEL);
+    EXPECT_EQ(copy.GetString(DD::RI_LABEL), "");
+    EXPECT_TRUE(copy == DD(static_cast<QSV_OnfId>(200)));
     d.Init();
     EXPECT_EQ(d.GetMask(), 0u);
 

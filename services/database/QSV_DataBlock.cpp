@@ -86,36 +86,49 @@ QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor) : m_Descripto
         ThrowFailure(nullptr, TAG_DATA_BLOCK, MSG_NOT_CATALOGUED, id);
     }
     const QSV_OnfMetaData& row = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(id));
-    m_FormatString = row.m_FormatString;
     m_BlockIdType = row.m_BlockIdType;
     m_FormatFlags = row.m_Flags;
     m_ItemIdTypes = row.m_ItemIdTypes;
     m_NumItemIdTypes = row.m_ItemIdTypes ? row.m_NumItems : 0;
-    DeriveLayout();
+    m_Shape = CataloguedShape(static_cast<QSV_OnfId>(id));
+    m_RecordDataSize = m_Shape->layout.GetRecordDataSize();
 }
 
 QSV_DataBlock::QSV_DataBlock(const QSV_DataDescriptor& descriptor, const char* format)
-    : m_Descriptor(descriptor), m_FormatString(format ? format : "") {
-    DeriveLayout();
+    : m_Descriptor(descriptor), m_Shape(std::make_shared<Shape>(format ? format : "")) {
+    m_RecordDataSize = m_Shape->layout.GetRecordDataSize();
 }
 
 QSV_DataBlock::~QSV_DataBlock() = default;
 
 // The layout of the format, and the item types that the abstract interface hands out.
-void QSV_DataBlock::DeriveLayout() {
-    m_Layout = QSV_RecordLayout(m_FormatString);
-    m_ItemTypes.clear();
-    for (size_t item = 1; item < m_Layout.GetNumItems(); ++item) {
-        m_ItemTypes.push_back(m_Layout[item].m_Type);
+QSV_DataBlock::Shape::Shape(const std::string& format) : layout(format) {
+    itemTypes.reserve(layout.GetNumItems() - 1);
+    for (size_t item = 1; item < layout.GetNumItems(); ++item) {
+        itemTypes.push_back(layout[item].m_Type);
     }
-    m_RecordDataSize = m_Layout.GetRecordDataSize();
+}
+
+// Every catalogued shape is made at the first call, once for the process (the catalogue is
+// constant, and a static made once is safe from every thread); blocks share them by count.
+std::shared_ptr<const QSV_DataBlock::Shape> QSV_DataBlock::CataloguedShape(QSV_OnfId id) {
+    static const std::map<QSV_OnfId, std::shared_ptr<const Shape>> shapes = [] {
+        std::map<QSV_OnfId, std::shared_ptr<const Shape>> made;
+        for (const QSV_OnfId number : QSV_OnfInfoPool::GetAllOnfIds()) {
+            made.emplace(number, std::make_shared<const Shape>(
+                                     QSV_OnfInfoPool::GetOnfInfo(number).m_FormatString));
+        }
+        return made;
+    }();
+    return shapes.at(id);
 }
 
 BlockDataType QSV_DataBlock::GetItemType(size_t item) const {
     if (item == 0) {
         return BDT_INTEGER;
     }
-    return item <= m_ItemTypes.size() ? m_ItemTypes[item - 1] : static_cast<BlockDataType>(0);
+    const std::vector<BlockDataType>& types = m_Shape->itemTypes;
+    return item <= types.size() ? types[item - 1] : static_cast<BlockDataType>(0);
 }
 
 QSV_IdType QSV_DataBlock::GetItemIdType(size_t item) const {
@@ -129,15 +142,15 @@ size_t QSV_DataBlock::GetItemBufferOffset(size_t item) const {
     if (item == 0 || item >= GetNumItems()) {
         return 0;
     }
-    return m_Layout[item].m_Offset - 4;
+    return GetLayout()[item].m_Offset - 4;
 }
 
 size_t QSV_DataBlock::GetItemRecordOffset(size_t item) const {
-    return item < GetNumItems() ? m_Layout[item].m_Offset : 0;
+    return item < GetNumItems() ? GetLayout()[item].m_Offset : 0;
 }
 
 size_t QSV_DataBlock::GetItemSize(size_t item) const {
-    return item < GetNumItems() ? m_Layout[item].m_Size : 0;
+    return item < GetNumItems() ? GetLayout()[item].m_Size : 0;
 }
 
 // ---- Base implementations of the abstract interface ---------------------------------------------

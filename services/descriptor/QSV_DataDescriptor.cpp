@@ -3,6 +3,9 @@
 
 #include "QSV_Failure.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 const char* const TAG = "|%P|BrelonDbConnector|QSV_DataDescriptor";
@@ -43,13 +46,37 @@ QSV_DataDescriptor::QSV_DataDescriptor(QSV_OnfId id) {
     SetInteger(RI_ONF_ID, static_cast<int>(id));
 }
 
+QSV_DataDescriptor::QSV_DataDescriptor(const QSV_DataDescriptor& other)
+    : m_Mask(other.m_Mask), m_Spare(other.m_Spare) {
+    std::copy(std::begin(other.m_Integers), std::end(other.m_Integers), std::begin(m_Integers));
+    if (other.m_Strings) {
+        m_Strings.reset(new std::string[NUM_STRING_ITEMS]);
+        std::copy(other.m_Strings.get(), other.m_Strings.get() + NUM_STRING_ITEMS, m_Strings.get());
+    }
+}
+
+QSV_DataDescriptor& QSV_DataDescriptor::operator=(const QSV_DataDescriptor& other) {
+    if (this != &other) {
+        QSV_DataDescriptor copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+QSV_DataDescriptor::~QSV_DataDescriptor() = default;
+
 void QSV_DataDescriptor::Init() {
     for (int i = 0; i < NUM_ITEMS; ++i) {
         m_Integers[i] = 0;
-        m_Strings[i].clear();
     }
+    m_Strings.reset();
     m_Mask = 0;
     m_Spare = -1;
+}
+
+const std::string& QSV_DataDescriptor::StringOf(int index) const {
+    static const std::string kEmpty;
+    return m_Strings ? m_Strings[StringSlot(index)] : kEmpty;
 }
 
 void QSV_DataDescriptor::SetInteger(ResultIndex index, int value) {
@@ -60,7 +87,10 @@ void QSV_DataDescriptor::SetInteger(ResultIndex index, int value) {
 
 void QSV_DataDescriptor::SetString(ResultIndex index, const std::string& value) {
     CheckItem(index, ITEM_TYPE_STRING);
-    m_Strings[index] = value;
+    if (!m_Strings) {
+        m_Strings.reset(new std::string[NUM_STRING_ITEMS]);
+    }
+    m_Strings[StringSlot(index)] = value;
     m_Mask |= 1u << index;
 }
 
@@ -70,7 +100,9 @@ void QSV_DataDescriptor::Unset(ResultIndex index) {
         return;
     }
     m_Integers[index] = 0;
-    m_Strings[index].clear();
+    if (m_Strings && RD_NAME_TYPE_ITEMS[i].type == ITEM_TYPE_STRING) {
+        m_Strings[StringSlot(i)].clear();
+    }
     m_Mask &= ~(1u << index);
 }
 
@@ -81,7 +113,7 @@ int QSV_DataDescriptor::GetInteger(ResultIndex index) const {
 
 std::string QSV_DataDescriptor::GetString(ResultIndex index) const {
     CheckItem(index, ITEM_TYPE_STRING);
-    return m_Strings[index];
+    return StringOf(index);
 }
 
 bool QSV_DataDescriptor::IsSet(ResultIndex index) const {
@@ -110,7 +142,7 @@ bool QSV_DataDescriptor::operator<(const QSV_DataDescriptor& other) const {
                 return m_Integers[i] < other.m_Integers[i];
             }
         } else {
-            int order = m_Strings[i].compare(other.m_Strings[i]);
+            const int order = StringOf(i).compare(other.StringOf(i));
             if (order != 0) {
                 return order < 0;
             }

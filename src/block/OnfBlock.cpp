@@ -95,7 +95,7 @@ void OnfBlock::InitInternalData() {
 }
 
 const std::string& OnfBlock::GetBlockFormatString() const {
-    return m_FormatString;
+    return GetFormatString();
 }
 
 void OnfBlock::Clear() {
@@ -121,7 +121,7 @@ bool OnfBlock::IsKeyedByName() const {
     // A key in the format says how it reads; an implicit key (the format starts with its first
     // item, often a real or a vector of a result keyed by node) reads as the block's id space
     // holds its ids, so that node ids never land on the name side of the node map.
-    if (m_IdMap == nullptr || m_FormatString.compare(0, 1, "I") == 0) {
+    if (m_IdMap == nullptr || GetFormatString().compare(0, 1, "I") == 0) {
         return false;
     }
     return QSV_ID_TYPE_INFO[m_BlockIdType].keyKind != 0;
