@@ -294,4 +294,29 @@ TEST(BlockWriting, DescriptorSectionAndIdOrder) {
     EXPECT_EQ(onf_test::WrittenLines(nodes)[9], "3");
 }
 
+TEST(BlockWriting, RecordsGoOutInIdOrderWhereverOneIsOutOfPlace) {
+    // Ids made in ascending order, one record deleted; then the same with one id out of place as
+    // the last record, which only a look at every record tells.
+    for (const bool late : {false, true}) {
+        OnfBlockSet db;
+        OnfBlock& nodes = static_cast<OnfBlock&>(
+            db.CreateDataBlock(QSV_DataDescriptor(static_cast<QSV_OnfId>(110)), 0));
+        bool created = false;
+        std::vector<std::string> expected;
+        for (int id = 2; id <= 40; id += 2) {
+            nodes.GetWarrantedRecordIdx(id, created);
+            expected.push_back(std::to_string(id) + ", 0, 0, 0, 0, 0");
+        }
+        nodes.DeleteRecord(static_cast<size_t>(nodes.GetRecordIdx(10)));
+        expected.erase(expected.begin() + 4);
+        nodes.GetWarrantedRecordIdx(-5, created); // among the largest ids as unsigned numbers
+        expected.push_back("-5, 0, 0, 0, 0, 0");
+        if (late) {
+            nodes.GetWarrantedRecordIdx(25, created);
+            expected.insert(expected.begin() + 11, "25, 0, 0, 0, 0, 0");
+        }
+        EXPECT_EQ(onf_test::WrittenRecordLines(nodes), expected) << late;
+    }
+}
+
 } // namespace

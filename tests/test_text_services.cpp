@@ -230,6 +230,16 @@ TEST(CsvLine, JoinsValuesAndGrowsPastItsCapacityWithoutCuttingAValue) {
     for (int v : values) {
         ASSERT_EQ(BrelonFormatUtil::int_to_str(v), std::to_string(v));
     }
+    // A record line of integers holds each one's digits whole, after the separator.
+    std::mt19937 random(5);
+    line.Clear();
+    expected.clear();
+    for (int i = 0; i < 2000; ++i) {
+        const int v = static_cast<int>(random()) >> (random() % 31);
+        line.AppendValue(v);
+        expected += (i > 0 ? ", " : "") + std::to_string(v);
+    }
+    EXPECT_EQ(std::string(line.GetLine(), line.GetLength()), expected);
 }
 
 TEST(ListText, FoldsAscendingRunsExactlyAsTheStreamListDoes) {
@@ -272,6 +282,20 @@ TEST(ListText, WrittenIntListsReadBackEqualOverSeveralLines) {
                 << "a continued line ends in \", \"";
         }
         EXPECT_EQ(ReadInts(text), values);
+    }
+    // Ten tokens a line; a list that fills its last line whole leaves no empty line behind, and
+    // the tail of one that does not is not lost.
+    for (size_t count : {9u, 10u, 11u, 20u, 21u, 95u}) {
+        std::vector<int> values;
+        std::vector<std::string> expected(1);
+        for (size_t i = 0; i < count; ++i) {
+            values.push_back(static_cast<int>(i % 2 == 0 ? 100000 * i : 7 - i)); // no runs
+            if (i > 0 && i % 10 == 0) {
+                expected.emplace_back();
+            }
+            expected.back() += std::to_string(values.back()) + (i + 1 < count ? ", " : "");
+        }
+        EXPECT_EQ(WriteInts(values, QSV_ListFormatUtil::INT_LIST_ORDERED), expected) << count;
     }
     EXPECT_EQ(WriteInts({}, 2), std::vector<std::string>{""});
     EXPECT_EQ(WriteInts({9, 3, 3, 1, 2}, 1), std::vector<std::string>{"1-3, 9"});

@@ -11,46 +11,33 @@ TextLinesWriter::~TextLinesWriter() = default;
 CsvLineWriter::CsvLineWriter(size_t capacity, const std::string& separator)
     : m_Buffer(capacity > 0 ? capacity : 1, '\0'), m_Separator(separator) {}
 
-// Makes room for `extra` more bytes and the NUL behind them, growing by half again at least, and
-// returns where they go.
-char* CsvLineWriter::Reserve(size_t extra) {
-    size_t needed = m_Length + extra + 1;
-    if (needed > m_Buffer.size()) {
-        size_t grown = m_Buffer.size() + m_Buffer.size() / 2;
-        m_Buffer.resize(grown > needed ? grown : needed);
-    }
-    return m_Buffer.data() + m_Length;
-}
-
-void CsvLineWriter::BeginValue() {
-    if (m_NumValues > 0 && !m_Separator.empty()) {
-        char* p = Reserve(m_Separator.size());
-        std::memcpy(p, m_Separator.data(), m_Separator.size());
-        m_Length += m_Separator.size();
-    }
-    ++m_NumValues;
+// Grows by half again at least, so that a line that keeps growing is copied a few times only.
+void CsvLineWriter::Grow(size_t needed) {
+    const size_t grown = m_Buffer.size() + m_Buffer.size() / 2;
+    m_Buffer.resize(grown > needed ? grown : needed);
 }
 
 void CsvLineWriter::AppendValue(int value) {
-    BeginValue();
-    m_Length += onf_detail::format_int(value, Reserve(12));
-    m_Buffer[m_Length] = '\0';
+    char* p = BeginValue(Reserve(m_Separator.size() + 12));
+    p += onf_detail::format_int(value, p);
+    *p = '\0';
+    m_Length = static_cast<size_t>(p - m_Buffer.data());
 }
 
 void CsvLineWriter::AppendValue(double value) {
-    BeginValue();
-    m_Length += m_Formatter.Format(value, Reserve(FloatingPointFormatter::MAX_TEXT_SIZE));
+    char* p = BeginValue(Reserve(m_Separator.size() + FloatingPointFormatter::MAX_TEXT_SIZE));
+    p += m_Formatter.Format(value, p);
+    m_Length = static_cast<size_t>(p - m_Buffer.data());
 }
 
 void CsvLineWriter::AppendValue(const char* text) {
-    BeginValue();
-    size_t length = text != nullptr ? std::strlen(text) : 0;
-    char* p = Reserve(length);
+    const size_t length = text != nullptr ? std::strlen(text) : 0;
+    char* p = BeginValue(Reserve(m_Separator.size() + length));
     if (length > 0) {
         std::memcpy(p, text, length);
     }
-    m_Length += length;
-    m_Buffer[m_Length] = '\0';
+    p[length] = '\0';
+    m_Length = static_cast<size_t>(p + length - m_Buffer.data());
 }
 
 void CsvLineWriter::Clear() {

@@ -10,7 +10,8 @@
 namespace {
 
 const char* const kListTag = "|%P|BrelonUtilities|QSV_ListFormatUtil";
-const char* const kListSeparator = ", ";
+constexpr char kListSeparator[] = ", ";
+static_assert(sizeof kListSeparator == 3, "the folder writes the separator's two bytes");
 constexpr size_t kTokensPerLine = 10;
 
 // Failure texts of the list readers: file (UTF-8) and the 1-based number of the line at fault
@@ -288,9 +289,9 @@ bool IsStrictlyAscending(const int* values, size_t count) {
 onf_detail::IntListFolder::IntListFolder(const int* values, size_t count)
     : m_Values(values), m_Count(values != nullptr ? count : 0) {}
 
-// Writes the token that starts at m_Next and leaves m_Next on its last value.
-void onf_detail::IntListFolder::AppendToken(std::string& line) {
-    char buffer[12];
+// Writes the token that starts at m_Next to `out` (TOKEN_BYTES at most), leaves m_Next on its
+// last value and returns the end.
+char* onf_detail::IntListFolder::AppendToken(char* out) {
     size_t i = m_Next;
     size_t j = i + 1;
     int64_t step = 0;
@@ -300,34 +301,40 @@ void onf_detail::IntListFolder::AppendToken(std::string& line) {
             ++j;
         }
     }
-    line.append(buffer, format_int(m_Values[i], buffer));
+    out += format_int(m_Values[i], out);
     if (j > i + 1) {
-        line += '-';
-        line.append(buffer, format_int(m_Values[j], buffer));
+        *out++ = '-';
+        out += format_int(m_Values[j], out);
         if (step != 1) {
-            line += ':';
-            line.append(buffer, format_int(int(step), buffer));
+            *out++ = ':';
+            out += format_int(int(step), out);
         }
         m_Next = j;
     }
+    return out;
 }
 
+// A line's tokens go into a buffer of the longest line and then into `line` at once.
 bool onf_detail::IntListFolder::AppendNextLine(std::string& line) {
     if (m_Next >= m_Count) {
         return false;
     }
+    char buffer[kTokensPerLine * (TOKEN_BYTES + 2)];
+    char* out = buffer;
     while (m_Next < m_Count) {
-        AppendToken(line);
+        out = AppendToken(out);
         ++m_NumTokens;
         bool isLast = m_Next + 1 == m_Count;
         ++m_Next;
         if (!isLast) {
-            line += kListSeparator;
+            *out++ = kListSeparator[0];
+            *out++ = kListSeparator[1];
             if (m_NumTokens % kTokensPerLine == 0) {
-                return true;
+                break;
             }
         }
     }
+    line.append(buffer, static_cast<size_t>(out - buffer));
     return true;
 }
 

@@ -226,12 +226,25 @@ bool IntegerFitsInt32(const ScannedNumber& number) {
     return value <= (number.negative ? int64_t(2147483648LL) : int64_t(2147483647LL));
 }
 
+// Decimal digits of `value`.
+size_t CountDigits(uint32_t value) {
+    size_t digits = 1;
+    for (; value >= 10000; value /= 10000) {
+        digits += 4;
+    }
+    return digits + (value >= 10) + (value >= 100) + (value >= 1000);
+}
+
 } // namespace
 
+// The digits go straight to their places, two at a time from the last, once their count is known:
+// no digit is copied twice.
 size_t onf_detail::format_int(int value, char* buffer) {
     uint32_t magnitude = value < 0 ? 0u - uint32_t(value) : uint32_t(value);
-    char digits[10];
-    char* p = digits + sizeof digits;
+    const size_t sign = value < 0 ? 1 : 0;
+    buffer[0] = '-'; // overwritten by the first digit when there is no sign
+    const size_t length = sign + CountDigits(magnitude);
+    char* p = buffer + length;
     while (magnitude >= 100) {
         const char* pair = kDigitPairs + (magnitude % 100) * 2;
         magnitude /= 100;
@@ -244,13 +257,7 @@ size_t onf_detail::format_int(int value, char* buffer) {
     } else {
         *--p = char('0' + magnitude);
     }
-    size_t length = 0;
-    if (value < 0) {
-        buffer[length++] = '-';
-    }
-    size_t numDigits = size_t(digits + sizeof digits - p);
-    std::memcpy(buffer + length, p, numDigits);
-    return length + numDigits;
+    return length;
 }
 
 size_t FloatingPointFormatter::Format(double value, char* buffer) const {

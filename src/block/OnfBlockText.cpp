@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -114,6 +115,22 @@ size_t DirectKeyLimit(size_t declared, size_t recordBytes, TextLinesProvider& li
     const size_t budgetSlots = onf_detail::RecordBudget(onf_detail::BodyBytes(lines)) / recordBytes;
     // The declared records are made already; the budget never takes them back.
     return std::min(limit, std::max(budgetSlots, declared));
+}
+
+// True when the ids of the records from `first` to `end` ascend, as unsigned numbers, in index
+// order; unused slots are passed over.
+bool IdsAscendInIndexOrder(const OnfBlock& block, size_t first, size_t end) {
+    int64_t previous = -1;
+    for (size_t index = first; index < end; ++index) {
+        const int id = block.GetId(index);
+        if (id != OnfBlock::ID_UNSET) {
+            if (static_cast<int64_t>(static_cast<uint32_t>(id)) <= previous) {
+                return false;
+            }
+            previous = static_cast<uint32_t>(id);
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -497,17 +514,28 @@ void OnfBlock::WriteBlock(TextLinesWriter& writer) const {
     writer.WriteLine(ONF_BLOCK_MARKER);
 }
 
+// Records go out in ascending order of their ids as unsigned numbers. A block read from a file
+// that a writer made holds them so in index order already, which one pass tells; only a block
+// in another order is sorted through a trie of its ids.
 void OnfBlock::WriteRecordsInIdOrder(TextLinesWriter& writer) const {
-    BrelonRadixTrieMap<int, size_t> order;
-    order.Reserve(m_Records.NumRecords());
-    for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
-        const int id = GetId(index);
-        if (id != ID_UNSET) {
-            order.Insert(id, index);
+    if (IdsAscendInIndexOrder(*this, m_FirstIndex, EndIndex())) {
+        for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
+            if (GetId(index) != ID_UNSET) {
+                WriteRecord(index, writer);
+            }
         }
-    }
-    for (const auto& pair : order) {
-        WriteRecord(pair.second, writer);
+    } else {
+        BrelonRadixTrieMap<int, size_t> order;
+        order.Reserve(m_Records.NumRecords());
+        for (size_t index = m_FirstIndex; index < EndIndex(); ++index) {
+            const int id = GetId(index);
+            if (id != ID_UNSET) {
+                order.Insert(id, index);
+            }
+        }
+        for (const auto& pair : order) {
+            WriteRecord(pair.second, writer);
+        }
     }
     // A format that does not end in `b` leaves its last values in the shared line builder, where
     // they open the next record's line. At the end of the block they go out, so that nothing
