@@ -95,4 +95,25 @@ private:
 // A JSON number, or null when `value` is not finite.
 std::string JsonNumber(double value);
 
+// Pairs the units of A and B by key: `a` and `b` hold (key, ...) pairs sorted by key, as a
+// std::map or a sorted vector does. A key of one file only is reported with text(key); the
+// pairs of a key both hold go to both(pairA, pairB), which reports their differences between
+// the section's BeginUnit and EndUnit.
+template <class Range, class TextOf, class Both>
+void PairUnitsByKey(DiffSection& section, const Range& a, const Range& b, TextOf text, Both both) {
+    auto ia = a.begin();
+    auto ib = b.begin();
+    while (ia != a.end() || ib != b.end()) {
+        if (ib == b.end() || (ia != a.end() && ia->first < ib->first)) {
+            section.UnitOnlyIn('A', text((ia++)->first));
+        } else if (ia == a.end() || ib->first < ia->first) {
+            section.UnitOnlyIn('B', text((ib++)->first));
+        } else {
+            section.BeginUnit();
+            both(*ia++, *ib++);
+            section.EndUnit();
+        }
+    }
+}
+
 } // namespace onf_tool

@@ -2,8 +2,6 @@
 
 #include "OnfToolFiles.h"
 
-#include "QSV_OnfCatalogue.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -46,21 +44,18 @@ bool ParseCount(const std::string& text, int& value) {
 // (given by number or by its catalogue name), else the text as it stands (an entry title).
 // Empty when the block has no such item.
 std::string ItemKey(int block, const std::string& text) {
-    const bool catalogued = block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block);
-    const size_t numItems =
-        catalogued ? QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames.size()
-                   : 0;
+    const std::vector<std::string>* names = CatalogueItemNames(block);
     int number = 0;
     if (ParseCount(text, number)) {
-        const bool exists = !catalogued || (number >= 1 && static_cast<size_t>(number) <= numItems);
+        const bool exists =
+            names == nullptr || (number >= 1 && static_cast<size_t>(number) <= names->size());
         return exists ? std::to_string(number) : std::string();
     }
-    if (!catalogued) {
+    if (names == nullptr) {
         return block >= 700 && block <= 740 ? text : std::string();
     }
-    const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
-    const auto found = std::find(names.begin(), names.end(), text);
-    return found != names.end() ? std::to_string(found - names.begin() + 1) : std::string();
+    const auto found = std::find(names->begin(), names->end(), text);
+    return found != names->end() ? std::to_string(found - names->begin() + 1) : std::string();
 }
 
 // A rule for an item that its block does not have matches nothing. Tolerance files are shared

@@ -47,17 +47,18 @@ std::vector<OnfCommand> AllCommands();
 int UsageError(const OnfCommand& command, const std::string& message);
 
 // Splits a command's arguments into operands and options. "--" ends the options; "-h" and
-// "--help" print the usage and set `helpShown`. "-" alone is an operand (standard input or
-// output). Every other argument of two or more characters that starts with "-" is an option,
-// handed to `option` with the argument list and the position (which it may advance to take a
-// value); `option` returns an empty string when it took the option, else the text of a usage
-// error. An option "--name=value" reaches `option` as it stands. Returns an empty string on
-// success.
+// "--help" print the usage. "-" alone is an operand (standard input or output). Every other
+// argument of two or more characters that starts with "-" is an option, handed to `option` with
+// the argument list and the position (which it may advance to take a value); `option` returns
+// an empty string when it took the option, else the text of a usage error. An option
+// "--name=value" reaches `option` as it stands. Returns true when the command goes on with
+// `operands`; false when it ends here, with `exitCode` EXIT_OK after the usage was printed or
+// EXIT_USAGE after a usage error (printed by UsageError).
 using OptionHandler = std::string (*)(const std::vector<std::string>& args, size_t& position,
                                       void* context);
-std::string SplitArguments(const OnfCommand& command, const std::vector<std::string>& args,
-                           std::vector<std::string>& operands, bool& helpShown,
-                           OptionHandler option = nullptr, void* context = nullptr);
+bool SplitArguments(const OnfCommand& command, const std::vector<std::string>& args,
+                    std::vector<std::string>& operands, int& exitCode,
+                    OptionHandler option = nullptr, void* context = nullptr);
 
 // An option without a value for SplitArguments: with a FlagOption as `context`, takes the one
 // option `name` and sets `set`; any other option is a usage error.

@@ -34,6 +34,11 @@ std::string BlockLabel(const OnfBlockTextReader::BLOCK_INFO& block);
 // "ONF_NODES", "NON_ONF", the title of a result file's own block, or empty for a number the
 // catalogue lacks.
 std::string BlockName(const OnfBlockTextReader::BLOCK_INFO& block);
+// The names of the record items of a catalogued block (item 1 first); null for a block number
+// the catalogue lacks.
+const std::vector<std::string>* CatalogueItemNames(int block);
+// The catalogue's name of item `item` (from 1) of `block`'s records; empty where it has none.
+std::string CatalogueItemName(int block, size_t item);
 // "item 3 (position)": an item of a block's records with its name in the catalogue, where it
 // has one.
 std::string ItemLabel(int block, size_t item);

@@ -5,7 +5,6 @@
 #include "OnfBlock.h"
 #include "OnfBlockTextWriter.h"
 #include "QSV_Failure.h"
-#include "QSV_OnfCatalogue.h"
 
 #include <algorithm>
 #include <charconv>
@@ -58,14 +57,8 @@ std::string FloatText(float value) {
 }
 
 std::string ItemName(const OnfBlock& block, size_t item) {
-    const int number = block.GetBlockId();
-    if (number >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(number)) {
-        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(number)).m_ItemNames;
-        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
-            return names[item - 1];
-        }
-    }
-    return "item " + std::to_string(item);
+    const std::string name = CatalogueItemName(block.GetBlockId(), item);
+    return name.empty() ? "item " + std::to_string(item) : name;
 }
 
 void AppendHeader(const OnfBlock& block, bool descriptors, std::vector<std::string>& cells) {
@@ -276,17 +269,12 @@ int Cat(const std::string& path, const std::vector<int>& numbers, bool csv) {
 
 int RunCat(const std::vector<std::string>& args) {
     std::vector<std::string> operands;
-    bool helpShown = false;
     FlagOption csvOption{"--csv"};
-    const std::string error =
-        SplitArguments(kCat, args, operands, helpShown, TakeFlagOption, &csvOption);
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kCat, args, operands, exitCode, TakeFlagOption, &csvOption)) {
+        return exitCode;
+    }
     const bool csv = csvOption.set;
-    if (!error.empty()) {
-        return UsageError(kCat, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
-    }
     if (operands.size() < 2) {
         return UsageError(kCat, operands.empty() ? "no file given" : "no block given");
     }

@@ -29,15 +29,10 @@ const OnfCommandRegistrar kRegistrar(kCatalogue);
 
 int RunCatalogue(const std::vector<std::string>& args) {
     std::vector<std::string> operands;
-    bool helpShown = false;
     FlagOption markdown{"--markdown"};
-    const std::string error =
-        SplitArguments(kCatalogue, args, operands, helpShown, TakeFlagOption, &markdown);
-    if (!error.empty()) {
-        return UsageError(kCatalogue, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kCatalogue, args, operands, exitCode, TakeFlagOption, &markdown)) {
+        return exitCode;
     }
     if (markdown.set) {
         if (!operands.empty()) {

@@ -235,14 +235,10 @@ std::string TakeOption(const std::vector<std::string>& args, size_t& position, v
 
 int RunCheck(const std::vector<std::string>& args) {
     std::vector<std::string> files;
-    bool helpShown = false;
     CheckOptions options;
-    const std::string error = SplitArguments(kCheck, args, files, helpShown, TakeOption, &options);
-    if (!error.empty()) {
-        return UsageError(kCheck, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kCheck, args, files, exitCode, TakeOption, &options)) {
+        return exitCode;
     }
     if (files.empty()) {
         return UsageError(kCheck, "no file given");

@@ -129,18 +129,6 @@ bool IsRealType(BlockDataType type) {
            type == BDT_TENSOR || type == BDT_DOUBLE_LIST;
 }
 
-// "item 3 (position)", with the catalogue's name of the item where it has one.
-std::string ItemName(int block, size_t item) {
-    std::string name = "item " + std::to_string(item);
-    if (block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block)) {
-        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
-        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
-            name += " (" + names[item - 1] + ")";
-        }
-    }
-    return name;
-}
-
 // ---- Block files -------------------------------------------------------------------------------
 
 // Where an item of a record is, put into words only when it differs: equal records stay cheap.
@@ -150,7 +138,7 @@ struct ItemPlace {
     size_t item;
     const char* suffix;
 
-    std::string Text() const { return record + ", " + ItemName(block, item) + suffix; }
+    std::string Text() const { return record + ", " + ItemLabel(block, item) + suffix; }
 };
 
 // Compares two files block by block; each block that both or either hold becomes a section.
@@ -241,10 +229,7 @@ DiffSection& BlockDiffer::StartSection(const OnfBlockTextReader::BLOCK_INFO& blo
     m_Block = block.block_id;
     DiffSection section("block " + BlockLabel(block), unit, m_Options.listing);
     section.block = block.block_id;
-    section.name =
-        QSV_OnfInfoPool::ExistsOnfBlock(block.block_id)
-            ? QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block.block_id)).GetBlockName()
-            : std::string();
+    section.name = OnfBlockName(block.block_id);
     section.descriptor = DescriptorText(block.descriptor);
     m_Sections.push_back(std::move(section));
     return m_Sections.back();
@@ -303,24 +288,10 @@ void BlockDiffer::CompareRecords(const OnfBlock& a, const OnfBlock& b, KeyOf key
             return "record " + key;
         }
     };
-    const auto keysA = collect(a);
-    const auto keysB = collect(b);
-    DiffSection& section = m_Sections.back();
-    size_t i = 0;
-    size_t j = 0;
-    while (i < keysA.size() || j < keysB.size()) {
-        if (j == keysB.size() || (i < keysA.size() && keysA[i].first < keysB[j].first)) {
-            section.UnitOnlyIn('A', keyText(keysA[i++].first));
-        } else if (i == keysA.size() || keysB[j].first < keysA[i].first) {
-            section.UnitOnlyIn('B', keyText(keysB[j++].first));
-        } else {
-            section.BeginUnit();
-            CompareRecord(a, keysA[i].second, b, keysB[j].second, keyText(keysA[i].first));
-            section.EndUnit();
-            ++i;
-            ++j;
-        }
-    }
+    PairUnitsByKey(m_Sections.back(), collect(a), collect(b), keyText,
+                   [&](const std::pair<Key, size_t>& ka, const std::pair<Key, size_t>& kb) {
+                       CompareRecord(a, ka.second, b, kb.second, keyText(ka.first));
+                   });
 }
 
 void BlockDiffer::CompareRecord(const OnfBlock& a, size_t ia, const OnfBlock& b, size_t ib,
@@ -485,7 +456,7 @@ void BlockRanges(const ToolFile& file, const DiffOptions& options, std::vector<I
             range.block = number;
             range.item = std::to_string(item);
             range.description =
-                "block " + BlockLabel(file.GetBlocks()[index]) + ", " + ItemName(number, item);
+                "block " + BlockLabel(file.GetBlocks()[index]) + ", " + ItemLabel(number, item);
             for (QSV_DataBlock::IndexIterator it(*block, 0, block->GetMaxIndex()); it.IsValid();
                  ++it) {
                 const auto at = static_cast<OnfBlock::Item>(item);
@@ -742,14 +713,9 @@ int Compare(const DiffCommand& command, const DiffInput& a, const DiffInput& b) 
 
 int RunDiff(const std::vector<std::string>& args) {
     DiffCommand command;
-    bool helpShown = false;
-    const std::string error =
-        SplitArguments(kDiff, args, command.files, helpShown, TakeOption, &command);
-    if (!error.empty()) {
-        return UsageError(kDiff, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kDiff, args, command.files, exitCode, TakeOption, &command)) {
+        return exitCode;
     }
     for (const std::string& warning : command.options.tolerances.Warnings()) {
         std::fprintf(stderr, "onf diff: warning: %s\n", warning.c_str());

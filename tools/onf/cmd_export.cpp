@@ -254,13 +254,9 @@ int Export(const std::string& modelPath, const std::string& out, const ExportOpt
 int RunExport(const std::vector<std::string>& args) {
     ExportOptions options;
     std::vector<std::string> files;
-    bool helpShown = false;
-    const std::string error = SplitArguments(kExport, args, files, helpShown, TakeOption, &options);
-    if (!error.empty()) {
-        return UsageError(kExport, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kExport, args, files, exitCode, TakeOption, &options)) {
+        return exitCode;
     }
     if (!options.series.empty()) {
         if (files.size() != 1 || options.results.empty() || options.allResults) {

@@ -104,13 +104,9 @@ int Normalize(const std::string& in, const std::string& out) {
 
 int RunNormalize(const std::vector<std::string>& args) {
     std::vector<std::string> files;
-    bool helpShown = false;
-    const std::string error = SplitArguments(kNormalize, args, files, helpShown);
-    if (!error.empty()) {
-        return UsageError(kNormalize, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(kNormalize, args, files, exitCode)) {
+        return exitCode;
     }
     if (files.size() != 2) {
         return UsageError(kNormalize, "two files expected, IN and OUT");

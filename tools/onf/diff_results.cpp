@@ -103,22 +103,11 @@ public:
         : m_Section(section), m_Tolerance(tolerance), m_Unit(unit) {}
 
     void Run(const ONFOptDataBlockEntry<Item>& a, const ONFOptDataBlockEntry<Item>& b) {
-        const auto keysA = Keys(a);
-        const auto keysB = Keys(b);
-        size_t i = 0;
-        size_t j = 0;
-        while (i < keysA.size() || j < keysB.size()) {
-            if (j == keysB.size() || (i < keysA.size() && keysA[i].first < keysB[j].first)) {
-                m_Section.UnitOnlyIn('A', Where(keysA[i++].first));
-            } else if (i == keysA.size() || keysB[j].first < keysA[i].first) {
-                m_Section.UnitOnlyIn('B', Where(keysB[j++].first));
-            } else {
-                Compare(keysA[i].first, a.GetItems()[keysA[i].second],
-                        b.GetItems()[keysB[j].second]);
-                ++i;
-                ++j;
-            }
-        }
+        PairUnitsByKey(
+            m_Section, Keys(a), Keys(b), [this](int id) { return Where(id); },
+            [&](const std::pair<int, size_t>& ka, const std::pair<int, size_t>& kb) {
+                Compare(ka.first, a.GetItems()[ka.second], b.GetItems()[kb.second]);
+            });
     }
 
 private:
@@ -137,7 +126,6 @@ private:
     void Compare(int id, const Item& itemA, const Item& itemB) {
         const Values a = ValuesOf(itemA.GetValue());
         const Values b = ValuesOf(itemB.GetValue());
-        m_Section.BeginUnit();
         int worst = -1;
         for (int c = 0; c < a.n; ++c) {
             const double difference = a.v[c] - b.v[c];
@@ -152,7 +140,6 @@ private:
         if (worst >= 0) {
             m_Section.RealsDiffer(Where(id), a.v[worst], b.v[worst], Text(a), Text(b));
         }
-        m_Section.EndUnit();
     }
 
     DiffSection& m_Section;
@@ -305,30 +292,20 @@ void CompareGroups(const ONFDataBlock<Group>& a, const ONFDataBlock<Group>& b,
         sections.push_back(std::move(section));
         return;
     }
-    auto ia = a.GetIndexMap().begin();
-    auto ib = b.GetIndexMap().begin();
-    while (ia != a.GetIndexMap().end() || ib != b.GetIndexMap().end()) {
-        if (ib == b.GetIndexMap().end() || (ia != a.GetIndexMap().end() && ia->first < ib->first)) {
-            section.UnitOnlyIn('A', "group " + std::to_string((ia++)->first));
-        } else if (ia == a.GetIndexMap().end() || ib->first < ia->first) {
-            section.UnitOnlyIn('B', "group " + std::to_string((ib++)->first));
-        } else {
-            const Group& ga = a.GetItem(ia->second);
-            const Group& gb = b.GetItem(ib->second);
-            const std::string at = "group " + std::to_string(ia->first);
-            section.BeginUnit();
-            if (ga.GetName() != gb.GetName()) {
-                section.ItemDiffers(at + ", name", "\"" + ga.GetName() + "\"",
-                                    "\"" + gb.GetName() + "\"");
-            }
-            if (ga.GetList().GetData() != gb.GetList().GetData()) {
-                section.ItemDiffers(at + ", members", MembersText(ga), MembersText(gb));
-            }
-            section.EndUnit();
-            ++ia;
-            ++ib;
-        }
-    }
+    const auto groupText = [](int id) { return "group " + std::to_string(id); };
+    PairUnitsByKey(section, a.GetIndexMap(), b.GetIndexMap(), groupText,
+                   [&](const auto& ka, const auto& kb) {
+                       const Group& ga = a.GetItem(ka.second);
+                       const Group& gb = b.GetItem(kb.second);
+                       const std::string at = groupText(ka.first);
+                       if (ga.GetName() != gb.GetName()) {
+                           section.ItemDiffers(at + ", name", "\"" + ga.GetName() + "\"",
+                                               "\"" + gb.GetName() + "\"");
+                       }
+                       if (ga.GetList().GetData() != gb.GetList().GetData()) {
+                           section.ItemDiffers(at + ", members", MembersText(ga), MembersText(gb));
+                       }
+                   });
     sections.push_back(std::move(section));
 }
 

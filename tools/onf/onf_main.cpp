@@ -221,13 +221,6 @@ std::vector<OnfCommand> AllCommands() {
     return commands;
 }
 
-int UsageError(const OnfCommand& command, const std::string& message) {
-    ClearProgressLine();
-    std::fprintf(stderr, "onf %s: %s (see 'onf help %s')\n", command.name, message.c_str(),
-                 command.name);
-    return EXIT_USAGE;
-}
-
 } // namespace onf_tool
 
 int main(int argc, char** argv) {

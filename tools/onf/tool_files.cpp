@@ -84,15 +84,22 @@ std::string BlockLabel(const BlockInfo& block) {
     return label + DescriptorText(block.descriptor);
 }
 
-std::string ItemLabel(int block, size_t item) {
-    std::string label = "item " + std::to_string(item);
-    if (block >= 0 && QSV_OnfInfoPool::ExistsOnfBlock(block)) {
-        const auto& names = QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
-        if (item >= 1 && item <= names.size() && !names[item - 1].empty()) {
-            label += " (" + names[item - 1] + ")";
-        }
+const std::vector<std::string>* CatalogueItemNames(int block) {
+    if (block < 0 || !QSV_OnfInfoPool::ExistsOnfBlock(block)) {
+        return nullptr;
     }
-    return label;
+    return &QSV_OnfInfoPool::GetOnfInfo(static_cast<QSV_OnfId>(block)).m_ItemNames;
+}
+
+std::string CatalogueItemName(int block, size_t item) {
+    const std::vector<std::string>* names = CatalogueItemNames(block);
+    return names != nullptr && item >= 1 && item <= names->size() ? (*names)[item - 1]
+                                                                  : std::string();
+}
+
+std::string ItemLabel(int block, size_t item) {
+    const std::string name = CatalogueItemName(block, item);
+    return "item " + std::to_string(item) + (name.empty() ? "" : " (" + name + ")");
 }
 
 std::string JsonDescriptor(const QSV_DataDescriptor& descriptor) {

@@ -295,15 +295,10 @@ bool ShowFile(const std::string& path, bool flag,
 int RunFileCommand(const OnfCommand& command, const std::vector<std::string>& args,
                    const char* flag, const std::function<void(ToolFile&, bool)>& show) {
     std::vector<std::string> files;
-    bool helpShown = false;
     FlagOption option{flag};
-    const std::string error =
-        SplitArguments(command, args, files, helpShown, TakeFlagOption, &option);
-    if (!error.empty()) {
-        return UsageError(command, error);
-    }
-    if (helpShown) {
-        return EXIT_OK;
+    int exitCode = EXIT_OK;
+    if (!SplitArguments(command, args, files, exitCode, TakeFlagOption, &option)) {
+        return exitCode;
     }
     if (files.empty()) {
         return UsageError(command, "no file given");

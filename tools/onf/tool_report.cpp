@@ -85,10 +85,17 @@ size_t TerminalColumns() {
 
 // ---- Arguments --------------------------------------------------------------------------------
 
-std::string SplitArguments(const OnfCommand& command, const std::vector<std::string>& args,
-                           std::vector<std::string>& operands, bool& helpShown,
-                           OptionHandler option, void* context) {
-    helpShown = false;
+int UsageError(const OnfCommand& command, const std::string& message) {
+    ClearProgressLine();
+    std::fprintf(stderr, "onf %s: %s (see 'onf help %s')\n", command.name, message.c_str(),
+                 command.name);
+    return EXIT_USAGE;
+}
+
+bool SplitArguments(const OnfCommand& command, const std::vector<std::string>& args,
+                    std::vector<std::string>& operands, int& exitCode, OptionHandler option,
+                    void* context) {
+    exitCode = EXIT_OK;
     bool options = true;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
@@ -96,19 +103,19 @@ std::string SplitArguments(const OnfCommand& command, const std::vector<std::str
             options = false;
         } else if (options && (arg == "-h" || arg == "--help")) {
             std::fputs(command.usage, stdout);
-            helpShown = true;
-            return std::string();
+            return false;
         } else if (options && arg.size() > 1 && arg[0] == '-') {
             const std::string error =
                 option != nullptr ? option(args, i, context) : "unknown option '" + arg + "'";
             if (!error.empty()) {
-                return error;
+                exitCode = UsageError(command, error);
+                return false;
             }
         } else {
             operands.push_back(arg);
         }
     }
-    return std::string();
+    return true;
 }
 
 std::string TakeFlagOption(const std::vector<std::string>& args, size_t& position, void* context) {
