@@ -4,6 +4,7 @@
 
 #include "OnfTool.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -113,6 +114,24 @@ void PairUnitsByKey(DiffSection& section, const Range& a, const Range& b, TextOf
             both(*ia++, *ib++);
             section.EndUnit();
         }
+    }
+}
+
+// Pairs the units of A and B by position, `sizeA` and `sizeB` of them: unit i of A with unit i
+// of B, each named "UNIT i" from 1. A unit beyond the other file's last is reported as of one
+// file only; both(i, name) reports the differences of the pair between BeginUnit and EndUnit.
+template <class Both>
+void PairUnitsByPosition(DiffSection& section, const std::string& unit, size_t sizeA, size_t sizeB,
+                         Both both) {
+    for (size_t i = 0; i < std::max(sizeA, sizeB); ++i) {
+        const std::string name = unit + " " + std::to_string(i + 1);
+        if (i >= sizeA || i >= sizeB) {
+            section.UnitOnlyIn(i >= sizeB ? 'A' : 'B', name);
+            continue;
+        }
+        section.BeginUnit();
+        both(i, name);
+        section.EndUnit();
     }
 }
 

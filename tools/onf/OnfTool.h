@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -59,6 +60,11 @@ using OptionHandler = std::string (*)(const std::vector<std::string>& args, size
 bool SplitArguments(const OnfCommand& command, const std::vector<std::string>& args,
                     std::vector<std::string>& operands, int& exitCode,
                     OptionHandler option = nullptr, void* context = nullptr);
+
+// Runs `each` on every file operand in order, flushing standard output after each, and returns
+// the largest exit code it gave; a usage error "no file given" without operands.
+int ForEachFile(const OnfCommand& command, const std::vector<std::string>& files,
+                const std::function<int(const std::string&)>& each);
 
 // An option without a value for SplitArguments: with a FlagOption as `context`, takes the one
 // option `name` and sets `set`; any other option is a usage error.

@@ -240,15 +240,8 @@ int RunCheck(const std::vector<std::string>& args) {
     if (!SplitArguments(kCheck, args, files, exitCode, TakeOption, &options)) {
         return exitCode;
     }
-    if (files.empty()) {
-        return UsageError(kCheck, "no file given");
-    }
-    int result = EXIT_OK;
-    for (const std::string& file : files) {
-        result = std::max(result, CheckFile(file, options));
-        std::fflush(stdout);
-    }
-    return result;
+    return ForEachFile(kCheck, files,
+                       [&options](const std::string& file) { return CheckFile(file, options); });
 }
 
 } // namespace

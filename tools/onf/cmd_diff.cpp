@@ -424,19 +424,13 @@ void BlockDiffer::CompareText(size_t indexA, size_t indexB) {
     std::vector<const char*> b;
     m_A.GetBodyLines(indexA, a);
     m_B.GetBodyLines(indexB, b);
-    for (size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
-        const std::string at = "body line " + std::to_string(i + 1);
-        if (i >= a.size() || i >= b.size()) {
-            section.UnitOnlyIn(i >= b.size() ? 'A' : 'B', at);
-            continue;
-        }
-        section.BeginUnit();
-        if (!TextLinesAgree(a[i], b[i])) {
-            section.ItemDiffers(at, std::string("\"") + a[i] + "\"",
-                                std::string("\"") + b[i] + "\"");
-        }
-        section.EndUnit();
-    }
+    PairUnitsByPosition(section, "body line", a.size(), b.size(),
+                        [&](size_t i, const std::string& at) {
+                            if (!TextLinesAgree(a[i], b[i])) {
+                                section.ItemDiffers(at, std::string("\"") + a[i] + "\"",
+                                                    std::string("\"") + b[i] + "\"");
+                            }
+                        });
 }
 
 // The range of every real item of every block of `file`, for --summary.

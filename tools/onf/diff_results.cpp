@@ -157,20 +157,14 @@ public:
              const ONFOptDataBlockEntry<ONFOptResTitle>& b) {
         const auto& linesA = a.GetItems();
         const auto& linesB = b.GetItems();
-        for (size_t i = 0; i < std::max(linesA.size(), linesB.size()); ++i) {
-            const std::string at = "line " + std::to_string(i + 1);
-            if (i >= linesB.size() || i >= linesA.size()) {
-                m_Section.UnitOnlyIn(i >= linesB.size() ? 'A' : 'B', at);
-                continue;
-            }
-            m_Section.BeginUnit();
-            const std::string textA = Title(linesA[i].GetSubtitle());
-            const std::string textB = Title(linesB[i].GetSubtitle());
-            if (textA != textB) {
-                m_Section.ItemDiffers(at, "\"" + textA + "\"", "\"" + textB + "\"");
-            }
-            m_Section.EndUnit();
-        }
+        PairUnitsByPosition(
+            m_Section, "line", linesA.size(), linesB.size(), [&](size_t i, const std::string& at) {
+                const std::string textA = Title(linesA[i].GetSubtitle());
+                const std::string textB = Title(linesB[i].GetSubtitle());
+                if (textA != textB) {
+                    m_Section.ItemDiffers(at, "\"" + textA + "\"", "\"" + textB + "\"");
+                }
+            });
     }
 
 private:

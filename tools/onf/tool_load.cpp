@@ -286,7 +286,6 @@ bool ShowFile(const std::string& path, bool flag,
                         JsonString(failure.what()).c_str());
         }
     }
-    std::fflush(stdout);
     return scope.GetNumErrors() == 0;
 }
 
@@ -300,14 +299,9 @@ int RunFileCommand(const OnfCommand& command, const std::vector<std::string>& ar
     if (!SplitArguments(command, args, files, exitCode, TakeFlagOption, &option)) {
         return exitCode;
     }
-    if (files.empty()) {
-        return UsageError(command, "no file given");
-    }
-    bool allShown = true;
-    for (const std::string& file : files) {
-        allShown = ShowFile(file, option.set, show) && allShown;
-    }
-    return allShown ? EXIT_OK : EXIT_FAILED;
+    return ForEachFile(command, files, [&](const std::string& file) {
+        return ShowFile(file, option.set, show) ? EXIT_OK : EXIT_FAILED;
+    });
 }
 
 } // namespace onf_tool

@@ -118,6 +118,19 @@ bool SplitArguments(const OnfCommand& command, const std::vector<std::string>& a
     return true;
 }
 
+int ForEachFile(const OnfCommand& command, const std::vector<std::string>& files,
+                const std::function<int(const std::string&)>& each) {
+    if (files.empty()) {
+        return UsageError(command, "no file given");
+    }
+    int result = EXIT_OK;
+    for (const std::string& file : files) {
+        result = std::max(result, each(file));
+        std::fflush(stdout);
+    }
+    return result;
+}
+
 std::string TakeFlagOption(const std::vector<std::string>& args, size_t& position, void* context) {
     auto& flag = *static_cast<FlagOption*>(context);
     if (args[position] != flag.name) {
