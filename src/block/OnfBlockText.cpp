@@ -547,33 +547,31 @@ void OnfBlock::WriteRecordsInIdOrder(TextLinesWriter& writer) const {
     }
 }
 
+// Descriptor and format lines go out whole: a value or format cut to a buffer would read back as
+// another block, or as records of another layout.
 void OnfBlock::WriteDescriptor(const QSV_DataDescriptor& descriptor,
                                TextLinesWriter& writer) const {
     writer.WriteLine(ONF_DESCRIPTOR_MARKER);
-    char buffer[256];
     for (int item = 0; item < QSV_DataDescriptor::NUM_ITEMS; ++item) {
         const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(item);
         if (index == QSV_DataDescriptor::RI_ONF_ID || !descriptor.IsSet(index)) {
             continue;
         }
         const QSV_DataDescriptor::NameAndType& row = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[item];
+        std::string line = std::string(row.name) + "=";
         if (row.type == QSV_DataDescriptor::ITEM_TYPE_INTEGER) {
-            snprintf(buffer, sizeof buffer, "%s=%d", row.name, descriptor.GetInteger(index));
+            line += std::to_string(descriptor.GetInteger(index));
         } else if (row.type == QSV_DataDescriptor::ITEM_TYPE_STRING) {
-            snprintf(buffer, sizeof buffer, "%s=%s", row.name, descriptor.GetString(index).c_str());
-        } else {
-            snprintf(buffer, sizeof buffer, "%s=", row.name);
+            line += descriptor.GetString(index);
         }
-        writer.WriteLine(buffer);
+        writer.WriteLine(line);
     }
     writer.WriteLine(ONF_DESCRIPTOR_MARKER);
 }
 
 void OnfBlock::WriteFormat(TextLinesWriter& writer) const {
-    char buffer[256];
-    snprintf(buffer, sizeof buffer, "FORMAT=%s", GetBlockFormatString().c_str());
     writer.WriteLine(ONF_FORMAT_MARKER);
-    writer.WriteLine(buffer);
+    writer.WriteLine("FORMAT=" + GetBlockFormatString());
     writer.WriteLine(ONF_FORMAT_MARKER);
 }
 
@@ -647,15 +645,14 @@ void AppendStringItem(CsvLineWriter& csv, const char* text, bool endsLine) {
 }
 
 // The key, as the reader took it: the name of a name key, else the number in the id field. A key
-// character of another kind ("R|...") names the key's room in the record, not a value of its own.
-void WriteKey(const OnfBlock& block, size_t index, RecordLine& line) {
-    const QSV_LayoutItem& key = block.GetLayout()[0];
-    if (key.m_Position == std::string::npos && block.HasKeyInFormat()) {
-        return; // a bar alone: the format names no key, and the record writes none
-    }
-    if (key.m_Char == 'S') {
+// character of another kind ("R|...") names the key's room in the record, not a value of its own,
+// and a block without names for its keys (a custom block, one indexed by its keys) reads even an
+// `S` key as a number. A format of marks alone ("|") has its key in the id field too, and the
+// reader takes it from the record's first token as always, so the key is written then as well.
+void WriteKey(const OnfBlock& block, size_t index, RecordLine& line, bool byName, bool endsLine) {
+    if (byName && block.GetLayout()[0].m_Char == 'S') {
         AppendStringItem(line.csv, block.GetString(index, static_cast<OnfBlock::Item>(0)),
-                         key.m_BreakBehind);
+                         endsLine);
     } else {
         line.csv.AppendValue(block.GetId(index));
     }
@@ -676,36 +673,58 @@ void AppendScalar(CsvLineWriter& csv, BlockDataType type, const unsigned char* w
 bool IsOptionalValue(char c) {
     return c == 'i' || c == 'f' || c == 'r';
 }
+
+// Whether the record's line ends behind `item`, with `count` values on it by then. A reader takes
+// a value that the format marks optional (lower case) only from the line it is on, so the line
+// never ends in front of one, whatever `b` or the ten values a line say: an optional value on a
+// fresh line would be read as the next mandatory value or the next record. In front of a list,
+// which starts on a line of its own, and at the record's end, which the next record's key must
+// not share, the line always ends.
+bool LineEndsBehind(const QSV_LayoutItem* items, size_t numItems, size_t item, size_t count) {
+    if (item + 1 >= numItems) {
+        return true;
+    }
+    const QSV_LayoutItem& layout = items[item];
+    const QSV_LayoutItem& next = items[item + 1];
+    if (!next.m_Mandatory) {
+        return false;
+    }
+    return next.m_List != QSV_LayoutItem::LIST_KIND_NONE || layout.m_BreakBehind ||
+           count % 10 == 0 || (IsOptionalValue(layout.m_Char) && layout.m_MandatoryBehind);
+}
 } // namespace
 
 // One record as its layout says: the key, then the items in format order, at most ten values a
-// line (counted in front of each value), a line ended where the format has `b`, and the values
-// behind an optional value on a fresh line when a mandatory one follows, since a reader moves to
-// the next line only when the tokens run out in front of a mandatory value. Unless the format
-// ends in `b`, the last values stay in the line builder and open the next record's line.
+// line (counted in front of each mandatory value), a line ended where the format has `b`, and the
+// values behind an optional value on a fresh line when a mandatory one follows, since a reader
+// moves to the next line only when the tokens run out in front of a mandatory value. Every record
+// ends its last line, also where the format does not end in `b`: a record's values left to open
+// the next record's line would hide that record from a reader, which ignores what stands behind
+// a record's last item. Optional values behind a list, up to the next mandatory value, are not
+// written: a reader takes the rest of a list's line as used up, so no text can give them, and
+// what a file held there is never more than an empty slot.
 void OnfBlock::WriteRecord(size_t index, TextLinesWriter& writer) const {
     RecordLine line{m_Helpers.m_CsvWriter, writer};
+    bool behindList = false;
     for (size_t item = 0; item < m_NumItems; ++item) {
         const QSV_LayoutItem& layout = m_RecMap[item];
-        if (line.count > 0 && line.count % 10 == 0) {
-            line.Flush();
+        behindList = behindList && !layout.m_Mandatory;
+        if (item > 0 && behindList) {
+            continue;
         }
         if (item == 0) {
-            WriteKey(*this, index, line);
+            WriteKey(*this, index, line, !m_DirectIndexed && IsKeyedByName(),
+                     LineEndsBehind(m_RecMap, m_NumItems, 0, 1));
         } else if (layout.m_Char == 'S') {
             // A string's form depends on whether it ends its line.
-            const bool endsLine =
-                layout.m_BreakBehind || (item + 1 < m_NumItems && (line.count + 1) % 10 == 0);
+            const bool endsLine = LineEndsBehind(m_RecMap, m_NumItems, item, line.count + 1);
             AppendStringItem(line.csv, GetString(index, static_cast<Item>(item)), endsLine);
             ++line.count;
         } else {
             WriteItem(index, item, layout.m_Char, line.csv, writer, line.count);
+            behindList = layout.m_List != QSV_LayoutItem::LIST_KIND_NONE;
         }
-        if (IsOptionalValue(layout.m_Char) && layout.m_MandatoryBehind) {
-            line.Flush();
-        }
-        const bool full = line.count > 0 && line.count % 10 == 0;
-        if (layout.m_BreakBehind ? line.count != 0 : layout.m_MarkBehind && full) {
+        if (line.count > 0 && LineEndsBehind(m_RecMap, m_NumItems, item, line.count)) {
             line.Flush();
         }
     }
@@ -751,6 +770,10 @@ void OnfBlock::WriteItem(size_t index, size_t item, char c, CsvLineWriter& csv,
         count = 0;
         break;
     default:
+        // A character of no known type holds nothing, but a reader takes a token for it: a
+        // placeholder keeps the values behind it in their places.
+        csv.AppendValue(0);
+        ++count;
         break;
     }
 }
