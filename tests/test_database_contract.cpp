@@ -930,6 +930,14 @@ TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
     EXPECT_TRUE(read.GetIntList(7).empty());
     EXPECT_TRUE(read.GetDoubleList(8).empty());
     EXPECT_FALSE(read.HasKeyName());
+
+    // A record laid out for another block takes the layout of the block it is read from.
+    MemBlock narrow(Descriptor(-2), "II", pool);
+    QSV_IdDataRecord foreign(narrow);
+    ASSERT_TRUE(adapter.GetRecord(1, foreign));
+    EXPECT_EQ(foreign.GetInteger(1), 4);
+    EXPECT_EQ(foreign.GetString(6), "text");
+    EXPECT_EQ(foreign.GetIntList(7), (std::vector<int>{1, 2}));
 }
 
 // Group descriptors order strictly and compare by type and name; a map lists the item types it

@@ -101,6 +101,8 @@ TEST(GroupsFile, SuiteGroupsTakeIdsFromZeroAndMemberIdsFromThePool) {
     file.AppendGroups(groups, pool);
     file.AppendGroup(7, QSV_Group("X", static_cast<QSV_ItemType>(1), {0}), pool);
 
+    EXPECT_EQ(file.GetHeader(), "ONF groups file");
+    EXPECT_EQ(OnfGroupsFile(L"unused.onf").GetHeader(), "ONF groups file");
     EXPECT_EQ(Names(file, kNodes), (Strings{"N1", "N2"}));
     EXPECT_EQ(Members(file, kNodes, 1), (Ints{30, 10}));
     EXPECT_EQ(Members(file, kElements, 0), (Ints{11, 21, 31}));

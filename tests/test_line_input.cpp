@@ -134,10 +134,15 @@ TEST(TextLineSplitter, GrowsPastItsCapacityAndCopiesOwnTokens) {
 
     Split(*splitter, "x, y", ',');
     TextLineSplitter copy(*splitter);
+    TextLineSplitter assigned(1);
+    Split(assigned, "a longer line, of its own, to be replaced", ',');
+    assigned = *splitter;
     splitter.reset();
-    ASSERT_EQ(copy.GetNumTokens(), 2u);
-    EXPECT_STREQ(copy.GetToken(0), "x");
-    EXPECT_STREQ(copy.GetToken(1), "y");
+    for (const TextLineSplitter* own : {&copy, &assigned}) {
+        ASSERT_EQ(own->GetNumTokens(), 2u);
+        EXPECT_STREQ(own->GetToken(0), "x");
+        EXPECT_STREQ(own->GetToken(1), "y");
+    }
 }
 
 TEST(FormatUtil, IsIntAcceptsExactly32BitDecimalIntegers) {

@@ -254,6 +254,17 @@ TEST(RequestFile, AllResultsLeaveOutTheLoadcaseInfo) {
     EXPECT_TRUE(file.resultIsRequested(Block(643), kAny, 3, 3));
     EXPECT_EQ(file.GetBlock(Block(400)).GetMinId(), 1);
     EXPECT_EQ(file.GetLoadcases(), (std::vector<int>{-1}));
+
+    // Requests read before are replaced, not kept beside the new ones; the load cases seen
+    // gather over both.
+    ReadFile read("all_results", Blk(400, 1, Rr(9999, 520, 2, 7, -1, 0, "")));
+    read.file.Read();
+    ASSERT_TRUE(read.file.typeIsRequested(520));
+    read.file.InitForAllResults();
+    EXPECT_FALSE(read.file.typeIsRequested(520));
+    EXPECT_EQ(read.file.GetLoadcases(), (std::vector<int>{7, -1}));
+    EXPECT_EQ(read.file.GetBlock(Block(400)).GetNumRecords(),
+              file.GetBlock(Block(400)).GetNumRecords());
 }
 
 // Outputs over node sets with systems: equal systems share a name, types 8, 143 and 29 and
@@ -363,6 +374,7 @@ TEST(RequestFile, SensitivityRequestsOverGroupsWrittenAndReadBack) {
     details->node_set.clear();
     file.AddResultRequest(Block(640), request);
     file.AddResultRequest(Block(589), MakeRequest(3, -1));
+    file.AddResultRequest(Block(642), MakeRequest(3, -1)); // no details: nothing to write
     OnfResultRequestFile::GroupItems groups;
     groups[QSV_GroupDescriptor("TOP", ITEM_TYPE_NODE)] = {9, 4, 5};
     groups[QSV_GroupDescriptor("SKIN", ITEM_TYPE_ELEMENT)] = {12, 11};
@@ -372,7 +384,7 @@ TEST(RequestFile, SensitivityRequestsOverGroupsWrittenAndReadBack) {
     back.Read();
     EXPECT_EQ(back.GetBlock(Block(440)).GetNumRecords(), 2u);
     EXPECT_EQ(back.GetBlock(Block(440)).GetMinId(), 0);
-    ASSERT_EQ(back.GetResultRequestMap().size(), 3u); // 589 is not written
+    ASSERT_EQ(back.GetResultRequestMap().size(), 3u); // neither 589 nor 642 is written
     EXPECT_EQ(back.GetResultRequestMap().at(Block(640)).front().details, nullptr);
     std::vector<const SensitivityRequest*> found;
     back.GetSensitivityRequests(3, found);
