@@ -23,7 +23,6 @@ import fcntl
 import hashlib
 import json
 import os
-import random
 import re
 import resource
 import shutil
@@ -314,12 +313,43 @@ def all_sites(paths=None):
 # ---- The equivalent list ----------------------------------------------------------------------
 
 
+class EquivalentList(dict):
+    """Key -> (section, reason), where a key may stand for many sites: a file of `*` matches
+    every file, and a mutant ending in ` @*` every repeat of its line in a file. Such an entry
+    covers an idiom that recurs through the engine and is equivalent wherever it stands."""
+
+    @staticmethod
+    def general(key):
+        file, mutant, text = key.split(": ", 2)
+        return f"*: {re.sub(r' @[0-9*]+$', ' @*', mutant)}: {text}"
+
+    def lookup(self, key):
+        if dict.__contains__(self, key):
+            return key
+        if key.count(": ") < 2:
+            return None
+        file, mutant, text = key.split(": ", 2)
+        general = self.general(key)
+        for candidate in (general, f"{file}: {general.split(': ', 2)[1]}: {text}",
+                          f"*: {mutant}: {text}"):
+            if dict.__contains__(self, candidate):
+                return candidate
+        return None
+
+    def __contains__(self, key):
+        return self.lookup(key) is not None
+
+    def get(self, key, default=None):
+        found = self.lookup(key)
+        return default if found is None else self[found]
+
+
 def read_equivalent(path=EQUIVALENT_LIST):
     """The equivalent list: key -> (section, reason). An entry is a site's key on a line of its
     own, followed by indented lines giving the reason. Entries under "[equivalent]" cannot change
     what the engine does; those under "[untested]" can, but only where no test can reasonably go
     (gigabytes of input, say): they count as survivors, yet do not fail a strict run."""
-    entries = {}
+    entries = EquivalentList()
     if not path.exists():
         return entries
     key = None
@@ -362,6 +392,7 @@ class Scratch:
         self.jobs = jobs
         self.sanitize = sanitize
         self.saved_objects = {}  # tree file -> bytes of its object built from the original
+        self.targets = []  # what a build makes; none named: everything
         self.folder.mkdir(parents=True, exist_ok=True)
         self.lock = open(self.folder / "lock", "w")
         try:
@@ -408,7 +439,8 @@ class Scratch:
     def make(self, build=None):
         """Builds; answers (succeeded, targets whose objects were compiled, the log)."""
         build = build or self.build
-        result = run_quiet(["cmake", "--build", str(build), "-j", str(self.jobs)])
+        targets = ["--target", *self.targets] if self.targets and build == self.build else []
+        result = run_quiet(["cmake", "--build", str(build), "-j", str(self.jobs), *targets])
         compiled = set(re.findall(r"Building CXX object CMakeFiles/([^/]+)\.dir/", result.stdout))
         return result.returncode == 0, compiled, result.stdout
 
@@ -474,6 +506,7 @@ class TestProgram:
     env: dict = field(default_factory=dict)
     skip_code: int = None
     seconds: float = 0.0
+    native: bool = False  # a program of the build itself, not a script run by an interpreter
 
     def start(self):
         env = dict(os.environ, **HEAP_CHECKS, **self.env)
@@ -492,7 +525,7 @@ class TestProgram:
         return returncode == 0 or returncode == self.skip_code
 
     def timeout(self):
-        return max(20.0, 5 * self.seconds) if self.seconds else 600.0
+        return max(10.0, 5 * self.seconds) if self.seconds else 600.0
 
 
 def first_failure(programs, jobs):
@@ -532,13 +565,16 @@ def test_programs(build):
         cwd = props.get("WORKING_DIRECTORY", str(build))
         env = dict(e.split("=", 1) for e in props.get("ENVIRONMENT", []))
         skip = props.get("SKIP_RETURN_CODE")
+        native = Path(command[0]).parent == Path(build)
         if any(a.startswith("--gtest_filter=") for a in command):
             name = Path(command[0]).name
             if name not in programs:
                 programs[name] = TestProgram(name, [command[0], "--gtest_fail_fast",
-                                                    "--gtest_brief=1"], cwd, env, skip)
+                                                    "--gtest_brief=1"], cwd, env, skip,
+                                             native=native)
         else:
-            programs[test["name"]] = TestProgram(test["name"], command, cwd, env, skip)
+            programs[test["name"]] = TestProgram(test["name"], command, cwd, env, skip,
+                                                 native=native)
     return list(programs.values())
 
 
@@ -687,16 +723,20 @@ def classify(result, key, equivalent):
 
 SANITIZER_MARK = " (sanitizers)"
 NOT_REACHED = "(no test reaches it)"
+LISTED = "(listed, not tried)"
 
 
-def explained(row, key, equivalent, committed):
+def explained(row, key, equivalent, committed, programs):
     """Whether a survivor needs no new test: the equivalent list names it, or the committed table
-    records that a test kills it under the sanitizers (as CI's sanitizer run would)."""
+    records that a test kills it which this run left out, or that kills it under the sanitizers
+    (as CI's sanitizer run would)."""
     if key in equivalent:
         return True
     known = committed.get(key)
-    return bool(known and known["result"] == "killed" and known["killed_by"].endswith(
-        SANITIZER_MARK))
+    if not (known and known["result"] == "killed"):
+        return False
+    killer = known["killed_by"]
+    return killer.endswith(SANITIZER_MARK) or killer not in programs
 
 
 def choose_sites(args, equivalent):
@@ -706,9 +746,15 @@ def choose_sites(args, equivalent):
                   if classify(r["result"], k, equivalent) == "survived"}
         sites = [s for s in sites if s.key in wanted]
     if args.sample is not None:
-        ordered = sorted(sites, key=lambda s: s.key)
-        sites = random.Random(args.seed).sample(ordered, min(args.sample, len(ordered)))
+        sites = sorted(sites, key=lambda s: sample_rank(args.seed, s))[: args.sample]
     return sorted(sites, key=lambda s: (s.file, s.start))
+
+
+def sample_rank(seed, site):
+    """A site's place in the draw of a seed: a digest of the seed and the site's key. A change
+    to the engine moves the sample only where a site that ranks among the drawn comes or goes, so
+    that CI's sample stays the same while the code it draws from does."""
+    return hashlib.sha256(f"{seed}\0{site.key}".encode("utf-8", "surrogateescape")).digest()
 
 
 def kill_history(rows):
@@ -772,17 +818,22 @@ class Runner:
         return "killed", killer.name
 
 
-def baseline(scratch, slowest):
+def baseline(scratch, slowest, native_only=False):
     """Builds the unmutated tree and times every test program, which must pass. Programs that
     take longer than `slowest` seconds (rendering pictures, say) are left out: they test how
-    the engine's results are shown, and the engine's own tests meet the same code faster."""
+    the engine's results are shown, and the engine's own tests meet the same code faster. With
+    `native_only`, only the library and the test programs built with it are made and run, not
+    the command and the Python extension that the scripted tests need."""
     HEAP_CHECKS.update(heap_checks(scratch.sanitize))
     scratch.sync()
     scratch.configure()
+    programs = test_programs(scratch.build)
+    if native_only:
+        programs = [p for p in programs if p.native]
+        scratch.targets = sorted({"BrelonOnfEngine"} | {Path(p.command[0]).name for p in programs})
     built, _, log = scratch.make()
     if not built:
         sys.exit("mutate.py: the unmutated scratch build fails:\n" + log[-4000:])
-    programs = test_programs(scratch.build)
     for p in programs:
         start = time.monotonic()
         if first_failure([p], 1):
@@ -832,9 +883,16 @@ def command_run(args):
     sites = choose_sites(args, equivalent)
     rows = read_table(Path(args.table)) if args.resume else {}
     sites = [s for s in sites if s.key not in rows]
+    if args.strict:
+        # A listed mutant is explained whatever it does: a strict run spends its time on the rest.
+        for s in [s for s in sites if s.key in equivalent]:
+            rows[s.key] = dict(file=s.file, line=s.line, column=s.column, mutant=s.mutant,
+                               result=classify("survived", s.key, equivalent), seconds="0.0",
+                               killed_by=LISTED, text=s.text)
+        sites = [s for s in sites if s.key not in equivalent]
     scratch = Scratch(args.scratch, args.jobs, args.sanitize)
     started = time.monotonic()
-    programs = baseline(scratch, args.slowest)
+    programs = baseline(scratch, args.slowest, args.native_only)
     print(f"baseline: {len(programs)} test programs, {time.monotonic() - started:.0f} s "
           f"including the build; {len(sites)} sites", flush=True)
     committed = read_table(RESULTS_TABLE)
@@ -854,7 +912,7 @@ def command_run(args):
     for key, r in rows.items():
         if r["result"] != "survived":
             continue
-        known = explained(r, key, equivalent, committed)
+        known = explained(r, key, equivalent, committed, {p.name for p in programs})
         unexplained += 0 if known else 1
         print(f"survived{'' if known else ' (unexplained)'}: {r['file']}:{r['line']}:"
               f"{r['column']} {r['mutant']}: {r['text']}")
@@ -906,7 +964,8 @@ def command_score(args):
           f"of the survived, listed as untested: {untested}")
     if judged:
         print(f"killed of the non-equivalent mutants: {100.0 * counts['killed'] / judged:.1f}%")
-    stale = [k for k in equivalent if k not in sites]
+    matched = {equivalent.lookup(k) for k in sites}
+    stale = [k for k in equivalent if k not in matched]
     for k in stale:
         print(f"equivalent list entry matches no site: {k}")
     return 1 if stale else 0
@@ -948,7 +1007,12 @@ def main():
                        help="keep the rows the --table file holds and try only the other sites")
     p_run.add_argument("--merge", metavar="TABLE", help="fold this run into this table")
     p_run.add_argument("--strict", action="store_true",
-                       help="fail on a survivor the equivalent list does not explain")
+                       help="fail on a survivor the equivalent list does not explain; listed sites "
+                            "are not tried")
+    p_run.add_argument("--native-only", action="store_true",
+                       help="build and run only the test programs built with the library, not "
+                            "the scripted tests (a survivor that the committed table records "
+                            "as killed by one of those is explained)")
     p_run.add_argument("--scratch", default=str(ROOT / "build-mutation"))
     p_run.add_argument("--jobs", type=int, default=2)
     p_run.add_argument("--slowest", type=float, default=5.0, metavar="SECONDS",
