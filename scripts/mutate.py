@@ -554,14 +554,35 @@ def first_failure(programs, jobs):
             process.wait()
 
 
+def ctest_listing(build):
+    shown = run_quiet(["ctest", "--test-dir", str(build), "--show-only=json-v1", "-LE", "fuzz"])
+    return json.loads(shown.stdout)["tests"]
+
+
+def native_targets(build):
+    """The targets of the test programs built with the library. Before they are built, CTest
+    lists the cases of a GoogleTest program as one entry named after it with "_NOT_BUILT", and
+    another program of the build under its own name without a command."""
+    targets = set()
+    for test in ctest_listing(build):
+        if test["name"].endswith("_NOT_BUILT"):
+            targets.add(test["name"][: -len("_NOT_BUILT")])
+        elif "command" not in test:
+            targets.add(test["name"])
+        elif Path(test["command"][0]).parent == Path(build):
+            targets.add(Path(test["command"][0]).name)
+    return sorted(targets)
+
+
 def test_programs(build):
     """The fast tests of the build, a GoogleTest program run whole (stopping at its first
     failure) rather than one CTest entry a test case."""
-    shown = run_quiet(["ctest", "--test-dir", str(build), "--show-only=json-v1", "-LE", "fuzz"])
     programs = {}
-    for test in json.loads(shown.stdout)["tests"]:
+    for test in ctest_listing(build):
         props = {p["name"]: p["value"] for p in test.get("properties", [])}
-        command = test["command"]
+        command = test.get("command")
+        if not command:
+            continue  # not built
         cwd = props.get("WORKING_DIRECTORY", str(build))
         env = dict(e.split("=", 1) for e in props.get("ENVIRONMENT", []))
         skip = props.get("SKIP_RETURN_CODE")
@@ -827,13 +848,12 @@ def baseline(scratch, slowest, native_only=False):
     HEAP_CHECKS.update(heap_checks(scratch.sanitize))
     scratch.sync()
     scratch.configure()
-    programs = test_programs(scratch.build)
     if native_only:
-        programs = [p for p in programs if p.native]
-        scratch.targets = sorted({"BrelonOnfEngine"} | {Path(p.command[0]).name for p in programs})
+        scratch.targets = ["BrelonOnfEngine"] + native_targets(scratch.build)
     built, _, log = scratch.make()
     if not built:
         sys.exit("mutate.py: the unmutated scratch build fails:\n" + log[-4000:])
+    programs = [p for p in test_programs(scratch.build) if p.native or not native_only]
     for p in programs:
         start = time.monotonic()
         if first_failure([p], 1):
