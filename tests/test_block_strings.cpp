@@ -76,13 +76,6 @@ TEST(StringItems, CarriedStringsAreWrittenAsTheyStand) {
     EXPECT_EQ(onf_test::WrittenRecordLines(quoted),
               (std::vector<std::string>{"1, \"12\"\" pipe, x\", 7", "2, \"12\"\" pipe, x\", 7"}));
     EXPECT_EQ(WriteAndRead(quoted).dump, "1:\"12\"\" pipe, x\",7;2:\"12\"\" pipe, x\",7");
-    // A record's last string ends no line unless a `b` follows it, even as the line's tenth
-    // value: the next record's values join the line, so the open quote is closed.
-    OnfBlockSet runOnDb;
-    const std::string sevens = "7, 7, 7, 7, 7, 7, 7, 7, ";
-    EXPECT_EQ(onf_test::WrittenRecordLines(FilledBlock(runOnDb, "IIIIIIIIS", "12\" pipe")),
-              (std::vector<std::string>{"1, " + sevens + "\"12\"\" pipe\", 2, " + sevens +
-                                        "\"12\"\" pipe\""}));
 }
 
 TEST(StringItems, OtherStringsAreQuotedAndSpareTheRestOfTheBlock) {
