@@ -129,18 +129,13 @@ py::dict ReadModel(const py::bytes& path) {
 OnfBlock& NewNonOnfBlock(OnfBlockSet& set, const QSV_DataDescriptor& descriptor,
                          const std::string& format) {
     std::string items;
-    for (int i = 0; i < QSV_DataDescriptor::NUM_ITEMS; ++i) {
-        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(i);
-        if (!descriptor.IsSet(index)) {
-            continue;
-        }
-        const QSV_DataDescriptor::NameAndType& row = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[i];
+    ForEachSetItem(descriptor, [&](const QSV_DataDescriptor::NameAndType& row, auto index) {
         items += std::string(row.name) + "=" +
                  (row.type == QSV_DataDescriptor::ITEM_TYPE_INTEGER
                       ? std::to_string(descriptor.GetInteger(index))
                       : descriptor.GetString(index)) +
                  "\n";
-    }
+    });
     const std::string text = std::string("   -1\n") +
                              (items.empty() ? "" : "   -2\n" + items + "   -2\n") +
                              "   -3\nFORMAT=" + format + "\n   -3\nNON_ONF\n0\n   -1\n";

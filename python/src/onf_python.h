@@ -9,13 +9,14 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include "QSV_DataDescriptor.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 class OnfBlock;
-class QSV_DataDescriptor;
 class QSV_IdMapsPool;
 
 namespace onf_python {
@@ -68,6 +69,17 @@ void FillBlock(OnfBlock& block, QSV_IdMapsPool& pool, const py::dict& table);
 // The descriptor's set items by key name ({"ONF_ID": 180, "LOADCASE": 3}); a NON_ONF block's
 // descriptor has no "ONF_ID".
 py::dict DescriptorItems(const QSV_DataDescriptor& descriptor);
+// Calls each(row, index) for every item `descriptor` sets, in item order, with the item's name
+// and type (row) and its index.
+template <class Each>
+void ForEachSetItem(const QSV_DataDescriptor& descriptor, Each each) {
+    for (int i = 0; i < QSV_DataDescriptor::NUM_ITEMS; ++i) {
+        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(i);
+        if (descriptor.IsSet(index)) {
+            each(QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[i], index);
+        }
+    }
+}
 // The descriptor of the items of `items`, as DescriptorItems gives them. An unknown key fails
 // with ValueError.
 QSV_DataDescriptor MakeDescriptor(const py::dict& items);

@@ -417,18 +417,13 @@ void FillBlock(OnfBlock& block, QSV_IdMapsPool& pool, const py::dict& table) {
 
 py::dict DescriptorItems(const QSV_DataDescriptor& descriptor) {
     py::dict items;
-    for (int i = 0; i < QSV_DataDescriptor::NUM_ITEMS; ++i) {
-        const auto index = static_cast<QSV_DataDescriptor::ResultIndex>(i);
-        if (!descriptor.IsSet(index)) {
-            continue;
-        }
-        const QSV_DataDescriptor::NameAndType& row = QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[i];
+    ForEachSetItem(descriptor, [&](const QSV_DataDescriptor::NameAndType& row, auto index) {
         if (row.type == QSV_DataDescriptor::ITEM_TYPE_INTEGER) {
             items[row.name] = descriptor.GetInteger(index);
         } else {
             items[row.name] = PyText(descriptor.GetString(index));
         }
-    }
+    });
     return items;
 }
 

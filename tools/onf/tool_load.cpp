@@ -209,47 +209,62 @@ void ReadOptResult(ToolFile& file, ONFOptResultFile& result) {
     result.Read(file.GetReader());
 }
 
+namespace {
+
+bool ReadModif(ToolFile& file, OnfModifFile& modif) {
+    if (!file.LoadInto(modif, true)) {
+        return false;
+    }
+    modif.ReadSpecialModInstruction();
+    modif.BuildModificationLists();
+    return true;
+}
+
+bool ReadRequests(ToolFile& file, OnfResultRequestFile& requests) {
+    if (!file.LoadInto(requests, true)) {
+        return false;
+    }
+    requests.FinishRead();
+    return true;
+}
+
+// The blocks alone make an init or a temporary file.
+bool ReadBlocks(ToolFile& file, BrelonOnfTxtDatabase& database) {
+    return file.LoadInto(database, true);
+}
+
+// Reads `file` into `object` by `read`; `complete` tells whether every block was loaded.
+template <class Object, class Read>
+std::unique_ptr<BrelonOnfTxtDatabase> ReadAs(ToolFile& file, std::unique_ptr<Object> object,
+                                             Read read, bool& complete) {
+    complete = read(file, *object);
+    return object;
+}
+
+} // namespace
+
 TypedFile::TypedFile(ToolFile& file) {
     const std::wstring& name = file.GetWidePath();
     switch (file.GetKind()) {
-    case ONF_FILE_MODEL: {
-        auto model = std::make_unique<OnfModelFile>(name, nullptr);
-        m_Complete = ReadModel(file, *model);
-        m_Database = std::move(model);
+    case ONF_FILE_MODEL:
+        m_Database =
+            ReadAs(file, std::make_unique<OnfModelFile>(name, nullptr), ReadModel, m_Complete);
         break;
-    }
-    case ONF_FILE_GROUPS: {
-        auto groups = std::make_unique<OnfGroupsFile>(name);
-        m_Complete = ReadGroups(file, *groups);
-        m_Database = std::move(groups);
+    case ONF_FILE_GROUPS:
+        m_Database = ReadAs(file, std::make_unique<OnfGroupsFile>(name), ReadGroups, m_Complete);
         break;
-    }
-    case ONF_FILE_MODIFICATION: {
-        auto modif = std::make_unique<OnfModifFile>(name);
-        m_Complete = file.LoadInto(*modif, true);
-        if (m_Complete) {
-            modif->ReadSpecialModInstruction();
-            modif->BuildModificationLists();
-        }
-        m_Database = std::move(modif);
+    case ONF_FILE_MODIFICATION:
+        m_Database = ReadAs(file, std::make_unique<OnfModifFile>(name), ReadModif, m_Complete);
         break;
-    }
-    case ONF_FILE_REQUESTS: {
-        auto requests = std::make_unique<OnfResultRequestFile>(name);
-        m_Complete = file.LoadInto(*requests, true);
-        if (m_Complete) {
-            requests->FinishRead();
-        }
-        m_Database = std::move(requests);
+    case ONF_FILE_REQUESTS:
+        m_Database =
+            ReadAs(file, std::make_unique<OnfResultRequestFile>(name), ReadRequests, m_Complete);
         break;
-    }
     case ONF_FILE_INIT:
-        m_Database = std::make_unique<OnfInitFile>(name);
-        m_Complete = file.LoadInto(*m_Database, true);
+        m_Database = ReadAs(file, std::make_unique<OnfInitFile>(name), ReadBlocks, m_Complete);
         break;
     case ONF_FILE_TEMPORARY:
-        m_Database = std::make_unique<OnfTemporaryFile>();
-        m_Complete = file.LoadInto(*m_Database, true);
+        m_Database = ReadAs(file, std::make_unique<OnfTemporaryFile>(), ReadBlocks, m_Complete);
         break;
     case ONF_FILE_OPT_RESULT:
         m_Result = std::make_unique<ONFOptResultFile>(name);
