@@ -109,39 +109,15 @@ std::vector<BlockPlace> LocateBlocks(const TextLinesParser& lines) {
 namespace {
 
 // Cuts a line into tokens at the commas outside double quotes (an unclosed quote runs to the
-// end), each without its blanks at either end; an empty or blank line has no token. The same
-// cut as the block loader's.
-void Split(const char* line, std::vector<TokenText>& tokens) {
-    tokens.clear();
-    const char* p = line;
-    while (IsBlank(*p)) {
-        ++p;
-    }
-    if (*p == '\0') {
-        return;
-    }
-    for (;;) {
-        while (IsBlank(*p)) {
-            ++p;
-        }
-        const char* start = p;
-        for (;;) {
-            p += std::strcspn(p, ",\"");
-            if (*p != '"') {
-                break; // a comma outside quotes, or the end of the line
-            }
-            const char* close = std::strchr(p + 1, '"');
-            p = close != nullptr ? close + 1 : p + std::strlen(p);
-        }
-        const char* stop = p;
-        while (stop > start && IsBlank(stop[-1])) {
-            --stop;
-        }
-        tokens.push_back(TokenText{start, stop});
-        if (*p == '\0') {
-            return;
-        }
-        ++p;
+// end), each without its blanks at either end; an empty or blank line has no token. The block
+// loader's own cut, so that a place found here is the place the loader read; `views` is its
+// scratch.
+void Split(const char* line, std::vector<onf_detail::TokenView>& views,
+           std::vector<TokenText>& tokens) {
+    const size_t count = onf_detail::split_record_line(line, views);
+    tokens.resize(count);
+    for (size_t i = 0; i < count; ++i) {
+        tokens[i] = TokenText{views[i].begin, views[i].end};
     }
 }
 
@@ -179,7 +155,7 @@ public:
 
 private:
     const char* Text() const { return m_Lines.GetLine(m_Line); }
-    void SplitCurrent() { Split(Text(), m_Tokens); }
+    void SplitCurrent() { Split(Text(), m_Views, m_Tokens); }
     size_t Column(const char* at) const { return static_cast<size_t>(at - Text()) + 1; }
 
     // The token `index` of the current line, or an empty one at its end.
@@ -289,6 +265,7 @@ private:
     RecordVisitor& m_Visitor;
     bool m_KeyInFormat = false;
     size_t m_NumItems = 0;
+    std::vector<onf_detail::TokenView> m_Views;
     std::vector<TokenText> m_Tokens;
 };
 
