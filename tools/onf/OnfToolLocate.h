@@ -42,6 +42,7 @@ struct TokenText {
 
 // What a walk over the records of a block reports. Lines are 0-based indices into the file's
 // lines, columns count bytes from 1.
+// Each call but Record does nothing unless a visitor overrides it.
 class RecordVisitor {
 public:
     virtual ~RecordVisitor() = default;
@@ -49,13 +50,13 @@ public:
     virtual void Record(size_t line, TokenText key) = 0;
     // A value of the record for item `item` of format character `c` (a vector or tensor gives
     // one call a component). A token a mandatory item lacks is empty, at the line's end.
-    virtual void Value(size_t line, size_t column, char c, size_t item, TokenText token) = 0;
+    virtual void Value(size_t /*line*/, size_t /*column*/, char /*c*/, size_t /*item*/,
+                       TokenText /*token*/) {}
     // Tokens behind the end of the record's format on `line`, the first at `column`.
-    virtual void LeftOver(size_t line, size_t column, const std::vector<TokenText>& tokens) = 0;
+    virtual void LeftOver(size_t /*line*/, size_t /*column*/,
+                          const std::vector<TokenText>& /*tokens*/) {}
     // A list for item `item` starts on `line` with token `first` (empty for an empty list).
-    virtual void ListStart(size_t line, size_t item, TokenText first) {
-        (void)line, (void)item, (void)first;
-    }
+    virtual void ListStart(size_t /*line*/, size_t /*item*/, TokenText /*first*/) {}
 };
 
 // Walks the body of the block at `place` as the block loader reads it in `format`: a record a

@@ -356,8 +356,6 @@ public:
             m_Lines.emplace(id, line + 1);
         }
     }
-    void Value(size_t, size_t, char, size_t, TokenText) override {}
-    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
     std::map<int, size_t>& Lines() { return m_Lines; }
 
 private:
@@ -377,7 +375,6 @@ public:
             m_Line = m_Record;
         }
     }
-    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
     size_t Line() const { return m_Line; }
 
 private:
@@ -414,7 +411,6 @@ public:
     void Value(size_t, size_t, char, size_t item, TokenText token) override {
         m_Target = item == 1 ? ReadKey(token) : m_Target;
     }
-    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
     void ListStart(size_t line, size_t item, TokenText first) override {
         if (m_Line == 0 && item == 7 && DetailBlockOf(m_Target) == m_Side &&
             first.begin != first.end && ReadKey(first) == m_Id) {
@@ -440,7 +436,6 @@ public:
             m_Lines.push_back(m_Record);
         }
     }
-    void LeftOver(size_t, size_t, const std::vector<TokenText>&) override {}
     const std::vector<size_t>& Lines() const { return m_Lines; }
 
 private:
