@@ -54,39 +54,41 @@ std::string JoinLines(const onf_detail::VectorLinesWriter& writer) {
     return text;
 }
 
-void IntListRoundTrip(const std::string& text) {
-    std::vector<int> values;
-    if (!ReadList(text, values, QSV_ListFormatUtil::read_onf_int_list)) {
+// Reads `text` as a list by `read`; a list that reads is written by `write` and must read back
+// to the same values, bit for bit, else the violation `what`.
+template <typename T, typename Read, typename Write>
+void ListRoundTrip(const std::string& text, Read read, Write write, const char* what) {
+    std::vector<T> values;
+    if (!ReadList(text, values, read)) {
         return;
     }
     CsvLineWriter csv(1024, ", ");
     TextLineFormatter formatter(&csv);
     onf_detail::VectorLinesWriter writer;
-    QSV_ListFormatUtil::write_onf_int_list(values, QSV_ListFormatUtil::INT_LIST_ORDERED, writer,
-                                           formatter);
-    std::vector<int> again;
-    if (!ReadList(JoinLines(writer), again, QSV_ListFormatUtil::read_onf_int_list) ||
-        again != values) {
-        onf_fuzz::Violation("an integer list does not read back as written", JoinLines(writer));
+    write(values, writer, formatter);
+    std::vector<T> again;
+    if (!ReadList(JoinLines(writer), again, read) || again.size() != values.size() ||
+        (!values.empty() &&
+         std::memcmp(again.data(), values.data(), values.size() * sizeof(T)) != 0)) {
+        onf_fuzz::Violation(what, JoinLines(writer));
     }
 }
 
+void IntListRoundTrip(const std::string& text) {
+    ListRoundTrip<int>(
+        text, QSV_ListFormatUtil::read_onf_int_list,
+        [](const std::vector<int>& values, onf_detail::VectorLinesWriter& writer,
+           TextLineFormatter& formatter) {
+            QSV_ListFormatUtil::write_onf_int_list(values, QSV_ListFormatUtil::INT_LIST_ORDERED,
+                                                   writer, formatter);
+        },
+        "an integer list does not read back as written");
+}
+
 void RealListRoundTrip(const std::string& text) {
-    std::vector<double> values;
-    if (!ReadList(text, values, QSV_ListFormatUtil::read_onf_real_list)) {
-        return;
-    }
-    CsvLineWriter csv(1024, ", ");
-    TextLineFormatter formatter(&csv);
-    onf_detail::VectorLinesWriter writer;
-    QSV_ListFormatUtil::write_onf_real_list(values, writer, formatter);
-    std::vector<double> again;
-    if (!ReadList(JoinLines(writer), again, QSV_ListFormatUtil::read_onf_real_list) ||
-        again.size() != values.size() ||
-        (!values.empty() &&
-         std::memcmp(again.data(), values.data(), values.size() * sizeof(double)) != 0)) {
-        onf_fuzz::Violation("a real list does not read back bit for bit", JoinLines(writer));
-    }
+    ListRoundTrip<double>(text, QSV_ListFormatUtil::read_onf_real_list,
+                          QSV_ListFormatUtil::write_onf_real_list,
+                          "a real list does not read back bit for bit");
 }
 
 // The stream list, sized by the first line's number as a group's count line sizes it.
