@@ -7,6 +7,7 @@
 #include "OnfBlockTextReader.h"
 #include "OnfConstants.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <algorithm>
 #include <cstring>
@@ -65,20 +66,15 @@ bool AnyIn(const QSV_IntSetIntvl<int>& set, const std::vector<int>& ids) {
 // deck with a few large lists costs one insertion per run, not per id.
 void GatherIdLists(const OnfBlock& block, QSV_DataRecordItem::DataRecordItem item,
                    QSV_IntSetIntvl<int>& set) {
-    const long long last = block.GetMaxIndex();
     std::vector<int> sorted;
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (!block.HasRecord(index)) {
-            continue;
-        }
+    onf_detail::ForEachRecord(block, [&](size_t index) {
         const std::vector<int>& list = block.GetIntList(index, item);
         if (list.empty()) {
-            continue;
+            return;
         }
         if (set.IsEmpty()) {
             set = list;
-            continue;
+            return;
         }
         sorted = list;
         std::sort(sorted.begin(), sorted.end());
@@ -92,7 +88,7 @@ void GatherIdLists(const OnfBlock& block, QSV_DataRecordItem::DataRecordItem ite
                 start = k;
             }
         }
-    }
+    });
 }
 
 } // namespace
@@ -131,12 +127,7 @@ void OnfModifFile::Write() const {
 
 void OnfModifFile::ReadSpecialModInstruction() {
     const OnfBlock& block = GetBlock(kSpecialInstructions);
-    const long long last = block.GetMaxIndex();
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (!block.HasRecord(index)) {
-            continue;
-        }
+    onf_detail::ForEachRecord(block, [&](size_t index) {
         // Whole-text, case-sensitive comparison: a blank in front of a keyword makes it another
         // instruction, which the engine does not know and passes over.
         const char* text = block.GetString(index, QSV_DataRecordItem::ItemInstructionText);
@@ -147,20 +138,16 @@ void OnfModifFile::ReadSpecialModInstruction() {
         } else if (std::strcmp(text, "FORCE_SIM_YES") == 0) {
             m_SimFlag = true;
         }
-    }
+    });
 }
 
 void OnfModifFile::BuildModificationLists() {
     QSV_LOG(LOG_DETAIL, kTag, "Building modification lists");
     const OnfBlock& children = GetBlock(kChildElements);
-    const long long last = children.GetMaxIndex();
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (children.HasRecord(index)) {
-            m_ElementChildren[children.GetInt(index, QSV_DataRecordItem::ItemChildParent)]
-                .push_back(index);
-        }
-    }
+    onf_detail::ForEachRecord(children, [&](size_t index) {
+        m_ElementChildren[children.GetInt(index, QSV_DataRecordItem::ItemChildParent)].push_back(
+            index);
+    });
     if (!m_ElementChildren.IsEmpty()) {
         std::vector<int> parents;
         parents.reserve(m_ElementChildren.Size());

@@ -4,6 +4,7 @@
 
 #include "BrelonNumerics.h"
 #include "QSV_Failure.h"
+#include "block/OnfBlockDetail.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -249,13 +250,8 @@ void OnfModifFile::ReplaceModElemItems(const BrelonRadixTrieMap<int, int>& idMap
         return;
     }
     OnfBlock& elements = GetBlock(kModifiedElements);
-    const long long last = elements.GetMaxIndex();
     std::vector<int> values;
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (!elements.HasRecord(index)) {
-            continue;
-        }
+    onf_detail::ForEachRecord(elements, [&](size_t index) {
         const OnfIntListView list = elements.GetIntListView(index, item);
         values.assign(list.begin(), list.end());
         bool changed = false;
@@ -270,22 +266,17 @@ void OnfModifFile::ReplaceModElemItems(const BrelonRadixTrieMap<int, int>& idMap
         if (changed) {
             elements.SetRecordItem(index, item, values, ONF_INT_LIST_ORDERED);
         }
-    }
+    });
     if (item != QSV_DataRecordItem::ItemElemAddedMaterials) {
         return; // child elements refer to materials only
     }
     OnfBlock& children = GetBlock(kChildElements);
-    const long long lastChild = children.GetMaxIndex();
-    for (long long i = 0; i <= lastChild; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (!children.HasRecord(index)) {
-            continue;
-        }
+    onf_detail::ForEachRecord(children, [&](size_t index) {
         const int material = children.GetInt(index, QSV_DataRecordItem::ItemChildMaterial);
         if (const int* mapped = idMap.Find(material)) {
             children.SetRecordItem(index, QSV_DataRecordItem::ItemChildMaterial, *mapped);
         }
-    }
+    });
 }
 
 void OnfModifFile::ReducePlies() {
@@ -299,12 +290,7 @@ void OnfModifFile::ReducePlies() {
     size_t numRepresentatives = 0;
     std::vector<DataRecordEntry> items;
     std::vector<DataRecordEntry> candidate;
-    const long long last = plies.GetMaxIndex();
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (!plies.HasRecord(index)) {
-            continue;
-        }
+    onf_detail::ForEachRecord(plies, [&](size_t index) {
         plies.GetRecord(index, items);
         std::vector<int>& bucket = buckets[PlyHash(items) & kBucketMask];
         bool merged = false;
@@ -320,7 +306,7 @@ void OnfModifFile::ReducePlies() {
             bucket.push_back(plies.GetId(index));
             ++numRepresentatives;
         }
-    }
+    });
     QSV_LOG(LOG_DETAIL, kTag, "The number of plies was reduced from %Iu to %Iu", numPlies,
             numRepresentatives);
     ReplaceModElemItems(idMap, QSV_DataRecordItem::ItemElemPlies);
