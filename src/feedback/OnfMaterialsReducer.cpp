@@ -107,15 +107,10 @@ void OnfMaterialsReducer::Initialize() {
     // The largest id is taken rather than that of the last record (GetMaxId), so that a block
     // whose ids do not ascend gets no new id that one of its own materials already holds.
     m_MaxOldId = m_Block->GetMaxId();
-    const long long last = m_Block->GetMaxIndex();
-    for (long long i = 0; i <= last; ++i) {
-        const size_t index = static_cast<size_t>(i);
-        if (m_Block->HasRecord(index)) {
-            m_MaxOldId = std::max(m_MaxOldId, m_Block->GetId(index));
-            m_MaterialSets[m_Block->GetInt(index, QSV_DataRecordItem::ItemAddMatParent)].insert(
-                index);
-        }
-    }
+    onf_detail::ForEachRecord(*m_Block, [this](size_t index) {
+        m_MaxOldId = std::max(m_MaxOldId, m_Block->GetId(index));
+        m_MaterialSets[m_Block->GetInt(index, QSV_DataRecordItem::ItemAddMatParent)].insert(index);
+    });
 }
 
 void OnfMaterialsReducer::PlanClustersDistribution(size_t targetCount,

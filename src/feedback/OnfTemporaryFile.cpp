@@ -176,10 +176,8 @@ void OnfTemporaryFile::GetMatrixStepsInfo(std::vector<MatrixStepInfo>& steps) co
 
 bool OnfTemporaryFile::HasElementMatrixStep() const {
     const OnfBlock& block = GetBlock(kMatrixStepBlock);
-    const long long last = block.GetMaxIndex();
-    for (long long index = 0; index <= last; ++index) {
-        const size_t at = static_cast<size_t>(index);
-        if (block.HasRecord(at) && block.GetInt(at, ItemMatrixStepKind) == 0) {
+    for (auto it = block.Begin(); it.IsValid(); ++it) {
+        if (block.GetInt(*it, ItemMatrixStepKind) == 0) {
             return true;
         }
     }
@@ -205,12 +203,9 @@ int OnfTemporaryFile::AddSpecialMatrixElemSet(QSV_IntSetIntvl<int> const& set) {
 void OnfTemporaryFile::GetSpecialMatrixElemSet(QSV_IntSetIntvl<int>& set) const {
     set.Clear();
     const OnfBlock& block = GetBlock(kSpecialElemSetBlock);
-    const long long last = block.GetMaxIndex();
-    for (long long index = 0; index <= last; ++index) {
-        if (block.HasRecord(static_cast<size_t>(index))) {
-            set = block.GetIntList(static_cast<size_t>(index), ItemSpecialElemSet);
-            return;
-        }
+    const auto first = block.Begin();
+    if (first.IsValid()) {
+        set = block.GetIntList(*first, ItemSpecialElemSet);
     }
 }
 
