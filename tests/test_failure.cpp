@@ -73,6 +73,16 @@ TEST(MessageFormat, SizeConversionAndBufferEnd) {
     // Cut output keeps the NUL in the last byte and reports the full length.
     EXPECT_EQ(onf_format(buffer, sizeof buffer, "%s", "0123456789abcdefghij"), 20);
     EXPECT_STREQ(buffer, "0123456789abcde");
+    // Only an I in front of a size conversion is one; an empty text is no error, and there is
+    // no buffer to write into without bytes.
+    EXPECT_EQ(QSV_MESSAGE("%dx %Iu Ix", 5, static_cast<size_t>(7)), "5x 7 Ix");
+    EXPECT_EQ(onf_format(buffer, sizeof buffer, ""), 0);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(onf_format(nullptr, sizeof buffer, "x"), -1);
+    EXPECT_EQ(onf_format(buffer, 0, "x"), -1);
+    buffer[8] = 'Z'; // nothing is written past the size given
+    EXPECT_EQ(onf_format(buffer, 8, "%s", "abc"), 3);
+    EXPECT_EQ(buffer[8], 'Z');
 }
 
 TEST(Logging, SinkReceivesEveryLevelWithTheTagUnexpanded) {
