@@ -12,6 +12,7 @@ against it, most likely killers first, stopping at the first failure.
                   [--strict]
     mutate.py score [--table TABLE]          sites, killed, equivalent, survived
     mutate.py survivors [PATH...]            what no test kills and no entry explains
+    mutate.py merge TABLE... [--into TABLE]  fold run tables into the committed one
 
 PATH is a file or folder under src/ or services/ (default: both). A site is known by its file,
 its mutant and the text of its line, not by its line number, so that the equivalent list
@@ -1006,6 +1007,12 @@ def command_survivors(args):
     return 0
 
 
+def command_merge(args):
+    for table in args.tables:
+        merge_into(Path(args.into), read_table(Path(table)))
+    return 0
+
+
 def command_list(args):
     for s in all_sites(args.paths):
         print(f"{s.where}\t{s.key}")
@@ -1045,6 +1052,9 @@ def main():
                        help="build and test under AddressSanitizer and UndefinedBehaviorSanitizer")
     p_score = sub.add_parser("score", help="count the results of a table")
     p_score.add_argument("--table", default=str(RESULTS_TABLE))
+    p_merge = sub.add_parser("merge", help="fold tables of runs into one, dropping sites gone")
+    p_merge.add_argument("tables", nargs="+")
+    p_merge.add_argument("--into", default=str(RESULTS_TABLE))
     p_left = sub.add_parser("survivors", help="survivors that no test kills and no entry explains")
     p_left.add_argument("paths", nargs="*")
     p_left.add_argument("--table", default=str(RESULTS_TABLE))
@@ -1052,7 +1062,7 @@ def main():
     if getattr(args, "resume", False) and not args.table:
         parser.error("--resume needs --table")
     commands = {"list": command_list, "run": command_run, "score": command_score,
-                "survivors": command_survivors}
+                "survivors": command_survivors, "merge": command_merge}
     return commands[args.command](args)
 
 

@@ -75,6 +75,11 @@ TEST(MemRecArrayEdges, MovesHandOverRecordsAndChunking) {
     AddRecords(source, 3);
     ExpectNumbered(source, 3);
     ExpectNumbered(moved, 5);
+    BrelonMemRecArray sized(8, 4, 2); // its records in the first buffer, which moves away
+    BrelonMemRecArray took(std::move(sized));
+    AddRecords(sized, 3);
+    ExpectNumbered(sized, 3);
+    EXPECT_EQ(took.NumRecords(), 4u);
 
     BrelonMemRecArray target(1024, 0, 0);
     target.SetNumRecPerChunk(64);
@@ -105,6 +110,8 @@ TEST(MemRecArrayEdges, FailedAllocationsThrowAndLeaveNothingBehind) {
         [&] { ExpectNumbered(source, 3000); });
     EXPECT_GT(failures, 0u);
     EXPECT_THROW(BrelonMemRecArray(SIZE_MAX / 4, 1, 1), std::bad_alloc);
+    // A count whose bytes wrap round to a few is refused as well.
+    EXPECT_THROW(BrelonMemRecArray(16, SIZE_MAX / 16 + 2, 1), std::bad_alloc);
 }
 
 // Texts from one byte to several chunks of 16 bytes long, all different.
