@@ -110,8 +110,10 @@ TEST(MemRecArrayEdges, FailedAllocationsThrowAndLeaveNothingBehind) {
         [&] { ExpectNumbered(source, 3000); });
     EXPECT_GT(failures, 0u);
     EXPECT_THROW(BrelonMemRecArray(SIZE_MAX / 4, 1, 1), std::bad_alloc);
-    // A count whose bytes wrap round to a few is refused as well.
+    // A count whose bytes wrap round to a few is refused as well, in a chunk too.
     EXPECT_THROW(BrelonMemRecArray(16, SIZE_MAX / 16 + 2, 1), std::bad_alloc);
+    BrelonMemRecArray wraps(16, 0, SIZE_MAX / 16 + 2);
+    EXPECT_THROW(wraps.AddNewRecord(), std::bad_alloc);
 }
 
 // Texts from one byte to several chunks of 16 bytes long, all different.
@@ -175,7 +177,7 @@ TEST(StringsPoolEdges, MovesHandOverStorageAndLeaveAnEmptyPool) {
     auto other = std::make_unique<BrelonStringsPool>(16);
     Fill(*other, Texts("o"));
     BrelonStringsPool target(16);
-    Fill(target, Texts("x"));
+    target.AddString("x"); // room left in its chunk unlike the other's
     target = std::move(*other);
     Fill(target, Texts("y"));
     Fill(*other, Texts("z"));
