@@ -534,9 +534,12 @@ namespace onf_detail {
 //     room for 2, 4, ..., 32 children; it moves to a node of twice the room when it fills;
 //   - a subtree that holds one key is no node at all: its parent's reference holds the payload,
 //     and the owner's KeyOf tells that key from others of its prefix, until a second key comes.
-// Dense keys thus cost 4 bytes each in full nodes, and no pattern of keys costs more than about
-// 40 (a full node of 33 keys); keys scattered at random over the 32-bit range cost about 20. All nodes lie in one vector of 32-bit words; a node that moves leaves its words
-// to the next node of its size.
+//   - a node of the last byte whose 256 children are payloads in a row (dense keys given dense
+//     payloads, as an id map gives its indices) is a run: the first payload alone, two words.
+// Dense keys thus cost almost nothing (a run of 256 keys takes 8 bytes), other keys in full nodes
+// 4 bytes each, and no pattern of keys costs more than about 40 (a full node of 33 keys); keys
+// scattered at random over the 32-bit range cost about 20. All nodes lie in one vector of 32-bit
+// words; a node that moves leaves its words to the next node of its size.
 class RadixTrieNodes {
 public:
     static constexpr uint32_t NONE = 0xFFFFFFFFu;        // no payload
@@ -574,13 +577,14 @@ public:
 
 private:
     static constexpr uint32_t ENTRY = 0x80000000u; // a reference that holds a payload
-    static constexpr uint32_t FULL = 0;            // the kind of a full node; 1 to 6 are sparse
+    static constexpr uint32_t FULL = 0;            // the kind of a full node; 1 to 5 are sparse
     static constexpr uint32_t LARGEST_SPARSE = 5;  // room for 2^5 children
+    static constexpr uint32_t RUN = 6;             // 256 payloads in a row from the second word
 
     static uint32_t Room(uint32_t kind) { return 1u << kind; }
     static uint32_t KeyWords(uint32_t kind) { return (Room(kind) + 3) / 4; }
     static size_t NodeWords(uint32_t kind) {
-        return kind == FULL ? 257 : 1 + KeyWords(kind) + Room(kind);
+        return kind == FULL ? 257 : kind == RUN ? 2 : 1 + KeyWords(kind) + Room(kind);
     }
     uint32_t ChildRef(uint32_t node, uint32_t byte) const;
     size_t ChildSlot(uint32_t node, uint32_t byte) const;
@@ -589,12 +593,13 @@ private:
     void FreeNode(uint32_t node);
     void AddChild(uint32_t node, size_t parentSlot, uint32_t byte, uint32_t ref);
     uint32_t Grow(uint32_t node, size_t parentSlot);
+    void FoldRun(size_t parentSlot);
 
     // Word 0 stays unused, so that reference 0 means "none"; a node's first word is its header:
     // its kind, and its number of children above bit 8.
     std::vector<uint32_t> m_Words;
     uint32_t m_Roots[4] = {0, 0, 0, 0};
-    uint32_t m_FreeNodes[LARGEST_SPARSE + 1] = {0, 0, 0, 0, 0, 0};
+    uint32_t m_FreeNodes[RUN + 1] = {0, 0, 0, 0, 0, 0, 0};
     size_t m_NumNodes = 0;
 };
 } // namespace onf_detail
@@ -1073,6 +1078,9 @@ inline uint32_t RadixTrieNodes::ChildRef(uint32_t node, uint32_t byte) const {
     const uint32_t kind = words[0] & 0xFFu;
     if (kind == FULL) {
         return words[1 + byte];
+    }
+    if (kind == RUN) {
+        return ENTRY | (words[1] + byte);
     }
     const uint32_t count = words[0] >> 8;
     const unsigned char* keys = reinterpret_cast<const unsigned char*>(words + 1);

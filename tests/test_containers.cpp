@@ -511,6 +511,45 @@ TEST(RadixTrie, FindInsertAndPrefixes) {
     EXPECT_EQ(copy.begin()->first, 0x010203);
 }
 
+// Dense keys inserted in ascending order get dense payloads (their pairs' places), so their nodes
+// of the last byte fold into runs: every key is found, iterated and kept as before, and so are keys
+// inserted later beside the runs and a node whose payloads do not follow its keys.
+TEST(RadixTrie, DenseKeysFoldIntoRunsAndKeepEveryKey) {
+    constexpr int kFirst = 1000;
+    constexpr int kCount = 200000;
+    Trie trie;
+    for (int key = kFirst; key < kFirst + kCount; ++key) {
+        trie.Insert(key, key * 3);
+    }
+    for (int key = 5000000 + 255; key >= 5000000; --key) {
+        trie.Insert(key, key); // descending: payloads against the keys' order
+    }
+    bool inserted = true;
+    EXPECT_EQ(trie.Insert(kFirst + 777, 1, inserted), 777u); // the pair's place
+    EXPECT_FALSE(inserted);
+    EXPECT_FALSE(trie.Has(kFirst - 1));
+    EXPECT_FALSE(trie.Has(kFirst + kCount));
+    trie.Insert(kFirst + kCount + 300, 7);
+    trie.Insert(kFirst - 1, 8);
+    int expected = kFirst - 1;
+    size_t visited = 0;
+    for (const auto& pair : trie) {
+        if (visited == 0) {
+            EXPECT_EQ(pair.second, 8);
+        } else if (pair.first < kFirst + kCount) {
+            ASSERT_EQ(pair.first, expected);
+            ASSERT_EQ(pair.second, expected * 3);
+        }
+        expected = pair.first + 1;
+        ++visited;
+    }
+    EXPECT_EQ(visited, kCount + 256u + 2u);
+    EXPECT_EQ(*trie.Find(kFirst + kCount + 300), 7);
+    EXPECT_EQ(*trie.Find(5000000 + 17), 5000000 + 17);
+    const Trie copy = trie;
+    EXPECT_EQ(*copy.Find(kFirst + 123456), (kFirst + 123456) * 3);
+}
+
 TEST(RadixTrie, IteratesInUnsignedOrder) {
     std::mt19937 rng(7);
     Trie trie;

@@ -196,8 +196,8 @@ TEST(IdMapsPool, OwnsOneMapPerTypeAndCopiesDeeply) {
                   "No ID-map of type 16 exists in the pool.");
 }
 
-// Whatever the pattern of the ids, an id costs a bounded number of bytes: dense ids fill whole
-// nodes, ids 7 apart nodes just too full for a sparse one, ids 256 apart one node each, and
+// Whatever the pattern of the ids, an id costs a bounded number of bytes: dense ids fold into
+// runs, ids 7 apart nodes just too full for a sparse one, ids 256 apart one node each, and
 // random ids scatter over the whole range.
 TEST(IdMap, AnIdCostsBoundedBytesWhateverThePattern) {
     std::mt19937 random(3);
@@ -214,6 +214,9 @@ TEST(IdMap, AnIdCostsBoundedBytesWhateverThePattern) {
         }
         const double bytes = double(map.GetIdTrie()->MemoryBytes() + 4 * map.GetNumIndices());
         EXPECT_LT(bytes / kIds, 64.0) << name;
+        if (idOf(1) == 1) { // dense ids, given dense indices, fold into runs of 256
+            EXPECT_LT(map.GetIdTrie()->MemoryBytes(), 32768u);
+        }
     }
 }
 

@@ -27,11 +27,11 @@ size_t RadixTrieNodes::ChildSlot(uint32_t node, uint32_t byte) const {
 // false past the node's last position.
 bool RadixTrieNodes::RefAt(uint32_t node, uint32_t position, uint32_t& ref) const {
     const uint32_t kind = m_Words[node] & 0xFFu;
-    if (kind == FULL) {
+    if (kind == FULL || kind == RUN) {
         if (position >= 256) {
             return false;
         }
-        ref = m_Words[node + 1 + position];
+        ref = kind == RUN ? ENTRY | (m_Words[node + 1] + position) : m_Words[node + 1 + position];
         return true;
     }
     if (position >= m_Words[node] >> 8) {
@@ -116,6 +116,35 @@ void RadixTrieNodes::AddChild(uint32_t node, size_t parentSlot, uint32_t byte, u
     m_Words[node] = kind | ((count + 1) << 8);
 }
 
+// A full node of the last byte whose children are the payloads p, p + 1, ..., p + 255 becomes a run
+// of p. Dense ids given dense indices fill such nodes one after the other, so the trie of a
+// million of them is a few kilobytes instead of four megabytes. The run is a saving only: where
+// its node cannot be had, the full node stays, and the key just inserted stays with it.
+void RadixTrieNodes::FoldRun(size_t parentSlot) {
+    const uint32_t node = m_Words[parentSlot];
+    if ((m_Words[node] & 0xFFu) != FULL || (m_Words[node] >> 8) != 256) {
+        return;
+    }
+    const uint32_t first = m_Words[node + 1];
+    if ((first & ENTRY) == 0) {
+        return;
+    }
+    for (uint32_t byte = 1; byte < 256; ++byte) {
+        if (m_Words[node + 1 + byte] != first + byte) {
+            return;
+        }
+    }
+    uint32_t run = 0;
+    try {
+        run = NewNode(RUN); // may move the words: nodes are indices
+    } catch (const std::exception&) {
+        return;
+    }
+    m_Words[run + 1] = first & ~ENTRY;
+    m_Words[parentSlot] = run;
+    FreeNode(node);
+}
+
 // Each step either finds the key, adds it where its byte has no child, or, where another key
 // stands for the subtree, pushes that key one node down and goes on there. Every step leaves a
 // whole trie behind, so a failed allocation loses nothing.
@@ -133,10 +162,16 @@ uint32_t RadixTrieNodes::Insert(uint32_t key, uint32_t payload, KeyOf keyOf, con
     size_t parentSlot = 0; // a root is full and never moves
     for (;; --depth) {
         const uint32_t byte = (key >> (8 * depth)) & 0xFFu;
+        if ((m_Words[node] & 0xFFu) == RUN) {
+            return m_Words[node + 1] + byte; // a run holds every key of its node
+        }
         const size_t slot = ChildSlot(node, byte);
         if (slot == 0) {
             AddChild(node, parentSlot, byte, ENTRY | payload);
             inserted = true;
+            if (depth == 0 && parentSlot != 0) {
+                FoldRun(parentSlot);
+            }
             return payload;
         }
         const uint32_t ref = m_Words[slot];

@@ -252,6 +252,9 @@ void OnfBlock::FinishLoad(LoadContext& context) {
         QSV_LOG(LOG_DETAIL, kTag, "Invalid values encountered: %Iu.", context.counters[1]);
     }
     if (GetNumRecords() == m_NumExpectedRecords) {
+        // The list buffer is as large as the longest list read; the translation that follows
+        // grows the id maps by up to as much again, so the buffer goes first.
+        std::vector<int>().swap(context.intList);
         UpdateIdIntLists();
     } else {
         QSV_LOG(LOG_ERROR, kTag, kRecordCountReport, context.FileUtf8().c_str(),
