@@ -185,6 +185,30 @@ TEST(StringsPoolEdges, MovesHandOverStorageAndLeaveAnEmptyPool) {
     ExpectHolds(target, Joined(Texts("o"), Texts("y")));
 }
 
+// A text the pool cannot take for want of memory leaves it holding what it held, empty or where
+// its vectors must grow (room it made on the way may stay).
+TEST(StringsPoolEdges, AFailedAdditionLeavesThePoolAsItWas) {
+    for (const std::vector<std::string>& texts :
+         {std::vector<std::string>(), Joined(Texts("p"), Texts("q"))}) {
+        BrelonStringsPool pool(16);
+        Fill(pool, texts);
+        size_t n = 1;
+        for (;; ++n) {
+            onf_test::FailAllocation(n);
+            try {
+                pool.AddString("new text");
+                break;
+            } catch (const std::bad_alloc&) {
+                onf_test::FailAllocation(0);
+                ExpectHolds(pool, texts);
+            }
+        }
+        onf_test::FailAllocation(0);
+        EXPECT_GT(n, 1u);
+        ExpectHolds(pool, Joined(texts, {"new text"}));
+    }
+}
+
 // Texts whose 32-bit hashes agree are still different strings.
 TEST(StringsPoolEdges, TextsWithEqualHashesStayApart) {
     std::unordered_map<uint32_t, std::string> seen;
