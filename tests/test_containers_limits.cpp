@@ -183,6 +183,10 @@ TEST(StringsPoolEdges, MovesHandOverStorageAndLeaveAnEmptyPool) {
     Fill(*other, Texts("z"));
     other.reset();
     ExpectHolds(target, Joined(Texts("o"), Texts("y")));
+    target.Clear();
+    ExpectHolds(target, {});
+    Fill(target, Texts("c"));
+    ExpectHolds(target, Texts("c"));
 }
 
 // A text the pool cannot take for want of memory leaves it holding what it held, empty or where
