@@ -4,6 +4,8 @@
 #include "OnfBlock.h"
 #include "QSV_OnfCatalogue.h"
 
+#include <vector>
+
 namespace onf_detail {
 
 extern const char* const kModelTag; // "|%P|BrelonOnfEngine|OnfModelFile"
@@ -42,6 +44,19 @@ inline QSV_OnfId BlockId(ModelBlock block) {
 
 inline OnfBlock::Item ItemNr(int item) {
     return static_cast<OnfBlock::Item>(item);
+}
+
+// The integer list of item `item` of the record `id` of `block` into `values`; empty where the
+// block has no record `id`.
+inline void CopyIntListOf(const OnfBlock& block, int id, OnfBlock::Item item,
+                          std::vector<int>& values) {
+    const long long index = block.GetRecordIdx(id);
+    if (index < 0) {
+        values.clear();
+        return;
+    }
+    const OnfIntListView list = block.GetIntListView(static_cast<size_t>(index), item);
+    values.assign(list.begin(), list.end());
 }
 
 // The next ids of the single forces (block 172) and prescribed displacements (block 174), which

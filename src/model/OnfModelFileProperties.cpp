@@ -133,13 +133,8 @@ void OnfModelFile::GetPropertyIDs(std::set<int>& ids) const {
 }
 
 void OnfModelFile::GetPropertyLayers(int property, std::vector<int>& layers) const {
-    const OnfBlock& block = GetBlock(BlockId(onf_detail::ONF_PROPERTIES));
-    const long long index = block.GetRecordIdx(property);
-    if (index < 0) {
-        layers.clear();
-        return;
-    }
-    layers = block.GetIntList(static_cast<size_t>(index), ItemNr(7));
+    onf_detail::CopyIntListOf(GetBlock(BlockId(onf_detail::ONF_PROPERTIES)), property, ItemNr(7),
+                              layers);
 }
 
 void OnfModelFile::SetPropertyLayers(int property, const std::vector<int>& layers) {

@@ -36,15 +36,8 @@ BrelonMatrix<3, 1, double> Scaled(const BrelonMatrix<3, 1, double>& v, double fa
 } // namespace
 
 void OnfModelFile::GetElementNodes(int element, std::vector<int>& nodes) const {
-    const OnfBlock& block = GetBlock(BlockId(onf_detail::ONF_ELEMENTS));
-    const long long index = block.GetRecordIdx(element);
-    if (index < 0) {
-        nodes.clear();
-        return;
-    }
-    const OnfIntListView list =
-        block.GetIntListView(static_cast<size_t>(index), Item::ELEM_ITEM_NODES);
-    nodes.assign(list.begin(), list.end());
+    onf_detail::CopyIntListOf(GetBlock(BlockId(onf_detail::ONF_ELEMENTS)), element,
+                              Item::ELEM_ITEM_NODES, nodes);
 }
 
 void OnfModelFile::GetElementsNodes(const QSV_IntSetIntvl<int>& elements,
