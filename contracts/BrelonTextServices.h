@@ -331,6 +331,11 @@ bool is_env_flag_set(const char* name);
 // and its container's limit (cgroup memory.max). SIZE_MAX where none of these can be read. A
 // snapshot for checks ahead of large allocations, not a promise.
 size_t memory_left();
+// Whether `bytes` more, into which a few bytes of text are about to expand, fit the memory left.
+// Asking the system costs a few file reads, so expansions are summed on each thread and asked
+// about once they come to a few megabytes: many small ones are caught as surely as one large one,
+// before the allocation that would fail.
+bool expansion_fits(size_t bytes);
 } // namespace BrelonSysUtil
 
 // Reads one line like std::getline and drops its line end, LF or CR LF (a CR in front of the end

@@ -518,10 +518,35 @@ TEST(Limits, AFoldedRunBeyondTheListLimitFailsOnBothRoutes) {
               "may hold in line 5.");
 }
 
+// The message of the failure that reading the groups file `path` ends in, with the address space
+// limited to what the process holds now and `mib` MiB beside it; "std::bad_alloc" for a bare one.
+std::string GroupsFailureUnderLimit(const std::string& path, size_t mib) {
+    rlimit saved;
+    getrlimit(RLIMIT_AS, &saved);
+    rlimit limit = saved;
+    std::ifstream statm("/proc/self/statm");
+    size_t pages = 0;
+    statm >> pages;
+    limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (mib << 20);
+    setrlimit(RLIMIT_AS, &limit);
+    std::string message = "no failure";
+    try {
+        OnfGroupsFile groups(Wide(path));
+        groups.Read();
+    } catch (const QSV_Failure& failure) {
+        message = failure.GetMessage();
+    } catch (const std::bad_alloc&) {
+        message = "std::bad_alloc";
+    }
+    setrlimit(RLIMIT_AS, &saved);
+    return message;
+}
+
 // Twenty folded runs of 2^26 values each in a file of 629 bytes: each list is allowed, all of them
 // are more than the memory left, which is made small here by a limit on the address space. The
 // load fails in words, naming file, block and line, before it allocates, never with a bare
-// std::bad_alloc. (Under AddressSanitizer, whose shadow memory needs the address space, the limit
+// std::bad_alloc. So does a file of 3000 groups of runs of half a million values each, none large
+// on its own. (Under AddressSanitizer, whose shadow memory needs the address space, the limit
 // cannot be set.)
 TEST(Limits, AFileExpandingPastTheMemoryLeftFailsInWordsBeforeAllocating) {
 #if ONF_TEST_UNDER_ASAN
@@ -533,24 +558,30 @@ TEST(Limits, AFileExpandingPastTheMemoryLeftFailsInWordsBeforeAllocating) {
             std::to_string(group) + ", 67108864, G" + std::to_string(group) + "\n1-67108864\n";
     }
     const std::string path = Put("runs.onf", "   -1\n200\n20\n" + records + "   -1\n");
+    const std::regex expected("Error in ONF-file \"" + path +
+                              "\", block 200, line [0-9]+:\nThe list run \"1-67108864\" makes the "
+                              "list 67108864 values long, about 1024 MiB with what a list of ids "
+                              "makes beside it, but [0-9]+ MiB of memory are left\\.");
+    const std::string message = GroupsFailureUnderLimit(path, 1500);
+    EXPECT_TRUE(std::regex_match(message, expected)) << message;
+
+    std::string small;
+    for (int group = 1; group <= 3000; ++group) {
+        small += std::to_string(group) + ", 524288, G" + std::to_string(group) + "\n1-524288\n";
+    }
+    const std::string smallPath = Put("small_runs.onf", "   -1\n200\n3000\n" + small + "   -1\n");
+    const std::string smallMessage = GroupsFailureUnderLimit(smallPath, 1000);
+    EXPECT_EQ(smallMessage.rfind("Error in ONF-file \"" + smallPath + "\", block 200, line ", 0),
+              0u)
+        << smallMessage;
+
+    // The stream route's group of 60 million values, with 64 MiB left.
     rlimit saved;
     getrlimit(RLIMIT_AS, &saved);
     rlimit limit = saved;
     std::ifstream statm("/proc/self/statm");
     size_t pages = 0;
     statm >> pages;
-    limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (size_t(1500) << 20);
-    setrlimit(RLIMIT_AS, &limit);
-    std::string message;
-    try {
-        OnfGroupsFile groups(Wide(path));
-        groups.Read();
-    } catch (const QSV_Failure& failure) {
-        message = failure.GetMessage();
-    } catch (const std::bad_alloc&) {
-        message = "std::bad_alloc";
-    }
-    // The stream route's group of 60 million values, with 64 MiB left.
     limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (size_t(64) << 20);
     setrlimit(RLIMIT_AS, &limit);
     ONF_LINE_NR = 0;
@@ -561,11 +592,6 @@ TEST(Limits, AFileExpandingPastTheMemoryLeftFailsInWordsBeforeAllocating) {
     EXPECT_EQ(streamFailure.GetMessage(),
               "The ONF group 1 declares 60000000 values, about 228 MiB, "
               "more than the memory left in line 2.");
-    const std::regex expected("Error in ONF-file \"" + path +
-                              "\", block 200, line [0-9]+:\nThe list run \"1-67108864\" makes the "
-                              "list 67108864 values long, about 1024 MiB with what a list of ids "
-                              "makes beside it, but [0-9]+ MiB of memory are left\\.");
-    EXPECT_TRUE(std::regex_match(message, expected)) << message;
 }
 
 // Counts of entries and items far beyond the text allocate nothing up front: the stream route

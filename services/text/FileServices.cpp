@@ -193,6 +193,17 @@ size_t BrelonSysUtil::memory_left() {
     return left;
 }
 
+bool BrelonSysUtil::expansion_fits(size_t bytes) {
+    constexpr size_t kUnaskedBytes = size_t(4) << 20;
+    thread_local size_t unasked = 0;
+    unasked = bytes < kUnaskedBytes - unasked ? unasked + bytes : kUnaskedBytes;
+    if (unasked < kUnaskedBytes) {
+        return true;
+    }
+    unasked = 0;
+    return bytes <= memory_left();
+}
+
 std::istream& getline_dosunix(std::istream& is, std::string& line) {
     std::getline(is, line);
     if (!line.empty() && line.back() == '\r') {

@@ -37,12 +37,11 @@ const char* const kMsgNoMemory =
     "Error in ONF-file \"%s\", %sline %Iu:\nThe list run \"%s\" makes the list %Iu values long, "
     "about %Iu MiB with what a list of ids makes beside it, but %Iu MiB of memory are left.";
 
-// A run expands a few bytes of text into many values. One of a million values or more is checked
-// against the memory the process may still take, counting for each value of the list, besides its
-// own 4 bytes, its index and id map entry where the list holds ids, so that a file expanding past
-// what the machine holds fails in words before the allocation instead of with a bare
-// std::bad_alloc.
-constexpr uint64_t kCheckedRunValues = uint64_t(1) << 20;
+// A run expands a few bytes of text into many values. Runs are checked against the memory the
+// process may still take (large ones at once, small ones once they add up), counting for each
+// value, besides its own 4 bytes, its index and id map entry where the list holds ids, so that a
+// file expanding past what the machine holds fails in words before the allocation instead of
+// with a bare std::bad_alloc.
 constexpr size_t kBytesPerListValue = 16;
 
 [[noreturn]] void FailAt(TextLinesProvider& lines, const char* format, const std::string& token) {
@@ -56,12 +55,14 @@ constexpr size_t kBytesPerListValue = 16;
     FailAt(lines, format, std::string(begin, end));
 }
 
-void CheckMemoryFor(TextLinesProvider& lines, const char* token, size_t numValues) {
-    const size_t needed = numValues * kBytesPerListValue;
-    const size_t left = BrelonSysUtil::memory_left();
-    if (needed <= left) {
+// `runValues` of the run in `token` are about to make the list `numValues` long.
+void CheckMemoryFor(TextLinesProvider& lines, const char* token, size_t numValues,
+                    size_t runValues) {
+    if (BrelonSysUtil::expansion_fits(runValues * kBytesPerListValue)) {
         return;
     }
+    const size_t needed = numValues * kBytesPerListValue;
+    const size_t left = BrelonSysUtil::memory_left();
     int number = 0;
     const std::string block =
         lines.GetBlockNumber(number) ? "block " + std::to_string(number) + ", " : std::string();
@@ -167,9 +168,7 @@ void AppendIntToken(TextLinesProvider& lines, const char* token, const char* end
         values.push_back(int(run.first));
         return;
     }
-    if (count >= kCheckedRunValues) {
-        CheckMemoryFor(lines, token, values.size() + size_t(count));
-    }
+    CheckMemoryFor(lines, token, values.size() + size_t(count), size_t(count));
     // Geometric growth: reserving just the run would copy the whole list once per run.
     const size_t start = values.size();
     if (values.capacity() - start < count) {

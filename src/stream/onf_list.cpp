@@ -31,12 +31,12 @@ void CheckRun(int first, int last, int step) {
     }
 }
 
-// A group of a million values or more is checked against the memory the process may still take,
-// so that a file declaring more than the machine holds fails in words rather than with a bare
-// std::bad_alloc while its runs expand.
+// A group's declared values are checked against the memory the process may still take (many
+// small groups once they add up), so that a file declaring more than the machine holds fails in
+// words rather than with a bare std::bad_alloc while its runs expand.
 void CheckMemoryFor(int id, size_t count) {
     const size_t needed = count * sizeof(int);
-    if (count < (size_t(1) << 20) || needed <= BrelonSysUtil::memory_left()) {
+    if (BrelonSysUtil::expansion_fits(needed)) {
         return;
     }
     onf_detail::ThrowFailure(nullptr, TAG_GROUP,

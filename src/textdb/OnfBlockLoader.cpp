@@ -28,11 +28,25 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <new>
 
 namespace {
 const char* const kTag = "|%P|BrelonOnfEngine|BrelonOnfTxtDatabase";
 
 using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
+
+// Expansions that a text may ask for are checked before they are made; what the memory still
+// cannot hold (many allocations, each small, past a limit) fails in the same words, naming the
+// line the block was read at, rather than as a bare std::bad_alloc out of the engine.
+[[noreturn]] void FailOutOfMemory(const OnfBlockTextReader& reader) {
+    int number = 0;
+    reader.GetBlockNumber(number);
+    onf_detail::ThrowFailure(nullptr, kTag,
+                             "Error in ONF-file \"%s\", block %d, line %Iu:\nThe block needs "
+                             "more memory than is left.",
+                             BrelonStringUtil::wide_to_utf8(reader.FileName().c_str()).c_str(),
+                             number, reader.GetCurrentIdx());
+}
 
 bool IsCatalogued(const QSV_DataDescriptor& descriptor) {
     if (!descriptor.IsSet(QSV_DataDescriptor::RI_ONF_ID)) {
@@ -172,7 +186,11 @@ std::unique_ptr<OnfBlock> BrelonOnfTxtDatabase::LoadPass::LoadBlock(size_t index
         block.reset(new OnfBlock(info.descriptor, numRecords, context));
     }
     m_Reader.ProvideBlock(index);
-    block->LoadBlock(m_Reader);
+    try {
+        block->LoadBlock(m_Reader);
+    } catch (const std::bad_alloc&) {
+        FailOutOfMemory(m_Reader);
+    }
     return block;
 }
 
