@@ -118,6 +118,8 @@ TEST(LargeBuffer, GrowsKeepingContentWithZeroBehindIt) {
         EXPECT_EQ(moved.Data()[0], 7);
         moved.Free();
         EXPECT_EQ(moved.Capacity(), 0u);
+        // More than the address space holds, on each path.
+        EXPECT_THROW(LargeBuffer(size_t(1) << 50), std::bad_alloc);
     });
 }
 
