@@ -613,6 +613,14 @@ TEST(IdDataRecord, AssignmentBetweenLayoutsTakesItemsOfTheSameType) {
     EXPECT_EQ(target.GetKeyId(), 9);
     ExpectFailure([&] { target.GetReal(2); }, "", "|%P|BrelonDbConnector|QSV_IdDataRecord",
                   "Record item 2 of ONF block -2 is of type 4, which this access does not serve.");
+    // An item that ends both records' bytes is taken as well.
+    MemBlock named(Descriptor(-3), "SI", pool);
+    MemBlock numbered(Descriptor(-4), "II", pool);
+    QSV_IdDataRecord last(named);
+    last.SetInteger(2, 8);
+    QSV_IdDataRecord into(numbered);
+    into = last;
+    EXPECT_EQ(into.GetInteger(2), 8);
 }
 
 // ---- Groups -------------------------------------------------------------------------------------
@@ -808,6 +816,11 @@ TEST(DataRecordEdges, CopiesClearsAndEveryTypedAccess) {
     EXPECT_EQ(copy.GetString(4), "");
     record.Clear();
     EXPECT_EQ(record.GetInteger(1), 0);
+    record.GetDoubleList(3, reals); // no list: whatever the vector held goes
+    EXPECT_TRUE(reals.empty());
+    QSV_ConstDataRecord assigned(record);
+    assigned = copy;
+    EXPECT_EQ(assigned.GetInteger(1), 5);
 
     const std::string tag = "|%P|BrelonDbConnector|QSV_DataRecord";
     const std::string wrong = "Record item 1 of ONF block -1 is of type 1, which this access "
