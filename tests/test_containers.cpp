@@ -120,6 +120,8 @@ TEST(LargeBuffer, GrowsKeepingContentWithZeroBehindIt) {
         EXPECT_EQ(moved.Capacity(), 0u);
         // More than the address space holds, on each path.
         EXPECT_THROW(LargeBuffer(size_t(1) << 50), std::bad_alloc);
+        EXPECT_EQ(LargeBuffer(LargeBuffer::MAPPED_BYTES).IsMapped(), mapping);
+        EXPECT_FALSE(LargeBuffer(LargeBuffer::MAPPED_BYTES - 1).IsMapped());
     });
 }
 

@@ -621,6 +621,22 @@ TEST(IdDataRecord, AssignmentBetweenLayoutsTakesItemsOfTheSameType) {
     QSV_IdDataRecord into(numbered);
     into = last;
     EXPECT_EQ(into.GetInteger(2), 8);
+    // Texts and lists travel between layouts as values.
+    MemBlock real(Descriptor(-5), "RSLD", pool);
+    MemBlock integer(Descriptor(-6), "ISLD", pool);
+    QSV_IdDataRecord values(real);
+    values.SetKeyName("named");
+    values.SetString(2, "text");
+    values.SetIntList(3, {3});
+    values.SetDoubleList(4, {0.25});
+    QSV_IdDataRecord took(integer);
+    took = values;
+    EXPECT_EQ(took.GetString(2), "text");
+    EXPECT_EQ(took.GetIntList(3), (std::vector<int>{3}));
+    EXPECT_EQ(took.GetDoubleList(4), (std::vector<double>{0.25}));
+    EXPECT_TRUE(took.HasKeyName());
+    took.SetKeyId(3); // a number replaces the name
+    EXPECT_FALSE(took.HasKeyName());
 }
 
 // ---- Groups -------------------------------------------------------------------------------------
