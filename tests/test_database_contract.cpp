@@ -959,6 +959,7 @@ TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
     EXPECT_TRUE(read.GetIntList(7).empty());
     EXPECT_TRUE(read.GetDoubleList(8).empty());
     EXPECT_FALSE(read.HasKeyName());
+    EXPECT_FALSE(adapter.GetRecord("name", read)); // a block of no id space knows no names
 
     // A record laid out for another block takes the layout of the block it is read from.
     MemBlock narrow(Descriptor(-2), "II", pool);
