@@ -961,6 +961,28 @@ TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
     EXPECT_FALSE(read.HasKeyName());
     EXPECT_FALSE(adapter.GetRecord("name", read)); // a block of no id space knows no names
 
+    // Records read from two blocks compare by their values, not by where each block keeps its
+    // texts and lists.
+    MemBlock first(Descriptor(-7), "SLD", pool);
+    MemBlock second(Descriptor(-8), "SLD", pool);
+    QSV_IdDataBlock intoFirst(first, pool, true);
+    QSV_IdDataBlock intoSecond(second, pool, true);
+    QSV_IdDataRecord put(first);
+    put.SetString(1, "x");
+    put.SetIntList(2, {5});
+    put.SetDoubleList(3, {1.5});
+    intoFirst.SetRecord(2, put);
+    put.SetString(1, "y");
+    put.SetIntList(2, {6});
+    put.SetDoubleList(3, {2.5});
+    intoFirst.SetRecord(1, put);
+    intoSecond.SetRecord(1, put);
+    QSV_IdDataRecord fromFirst(first);
+    QSV_IdDataRecord fromSecond(second);
+    ASSERT_TRUE(intoFirst.GetRecord(1, fromFirst));
+    ASSERT_TRUE(intoSecond.GetRecord(1, fromSecond));
+    EXPECT_TRUE(fromFirst == fromSecond);
+
     // A record laid out for another block takes the layout of the block it is read from.
     MemBlock narrow(Descriptor(-2), "II", pool);
     QSV_IdDataRecord foreign(narrow);
