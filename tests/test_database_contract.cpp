@@ -576,6 +576,24 @@ TEST_F(TwoDatabases, EmptyBlocksArePassedOverUnlessAskedFor) {
     EXPECT_EQ(BrelonDatabaseUtils::copy_datablocks(from, from, QSV_DataDescriptorPattern(), 1), 0u);
 }
 
+// An integer item with an id space enters its id into the map when the writer creates ids, from
+// 0 up; a negative value refers to nothing.
+TEST_F(TwoDatabases, IntegerReferencesEnterTheirMapFromZeroWhenIdsAreCreated) {
+    QSV_DataBlock& block = from.FetchDataBlock(Descriptor(140), 0);
+    const QSV_IdMap& properties = from.m_Pool.GetIdMap(block.GetItemIdType(3));
+    QSV_IdDataRecord record(block);
+    record.SetIntList(8, {10});
+    record.SetInteger(3, -1);
+    QSV_IdDataBlock(block, from.m_Pool, true).SetRecord(7, record);
+    record.SetInteger(3, 0);
+    QSV_IdDataBlock(block, from.m_Pool, true).SetRecord(7, record);
+    EXPECT_TRUE(properties.HasId(0));
+    EXPECT_FALSE(properties.HasId(-1));
+    record.SetInteger(3, 5);
+    QSV_IdDataBlock(block, from.m_Pool, false).SetRecord(7, record);
+    EXPECT_FALSE(properties.HasId(5));
+}
+
 TEST_F(TwoDatabases, WithoutCreatingIdsAnUnknownIdFails) {
     QSV_DataBlock& block = to.FetchDataBlock(Descriptor(140), 0);
     QSV_IdDataBlock writer(block, to.m_Pool, false);
