@@ -248,6 +248,8 @@ TEST(DataDescriptor, ItemsMaskAndTypeChecks) {
                   "Descriptor item LOADCASE holds an integer, not a string.");
     ExpectFailure([&] { d.GetInteger(DD::RI_TIME); }, "", kDescriptorTag,
                   "Descriptor item TIME holds a string, not an integer.");
+    ExpectFailure([&] { d.GetString(DD::RI_LOADCASE); }, "", kDescriptorTag,
+                  "Descriptor item LOADCASE holds an integer, not a string.");
     ExpectFailure([&] { d.SetInteger(static_cast<DD::ResultIndex>(14), 1); }, "", kDescriptorTag,
                   "Descriptor item 14 does not exist.");
     ExpectFailure([&] { d.CheckValidity(); }, "", kDescriptorTag,
