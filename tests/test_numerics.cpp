@@ -188,6 +188,15 @@ TEST(KMeans, DistinctValuesAndEqualValues) {
     EXPECT_EQ(2.0, few.info.firstCenter);
     EXPECT_EQ(7.0, few.info.lastCenter);
 
+    // Values far from 1 cluster as others do, though their squares leave the range of doubles.
+    for (const double unit : {1e-200, 1e150}) {
+        const Clustering far = Cluster({unit, 1.5 * unit, 5 * unit, 5.5 * unit, 6 * unit}, 2);
+        ASSERT_EQ(far.centers.size(), 2u);
+        EXPECT_DOUBLE_EQ(far.centers[0], 1.25 * unit);
+        EXPECT_DOUBLE_EQ(far.centers[1], 5.5 * unit);
+        EXPECT_EQ((std::vector<size_t>{0, 0, 1, 1, 1}), far.assignment);
+    }
+
     const Clustering none = Cluster({}, 3);
     EXPECT_TRUE(none.centers.empty());
     EXPECT_TRUE(none.assignment.empty());
