@@ -174,6 +174,8 @@ TEST(KMeans, DistinctValuesAndEqualValues) {
     EXPECT_EQ(3u, own.info.numDistinctValues);
     EXPECT_EQ(3u, own.info.numClusters);
     EXPECT_EQ(1.0, KMeansPlusPlus1D::CalculateQualityFactor(own.info));
+    EXPECT_GE(own.info.numIterations, 1u);
+    EXPECT_EQ(Cluster({5, 1, 5, 3, 1}, 2, 1).info.numIterations, 1u);
 
     const Clustering same = Cluster({2.5, 2.5, 2.5, 2.5}, 1);
     EXPECT_EQ(std::vector<double>{2.5}, same.centers);
