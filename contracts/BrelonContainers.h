@@ -23,11 +23,12 @@ namespace onf_detail {
 
 // Memory for the large arrays of a load: a file's text and line table, record arrays, packed
 // lists. A buffer below MAPPED_BYTES comes from the heap like any other. From there on it is
-// mapped straight from the system, in whole huge pages (2 MiB) where the platform gives them on
-// request: a first touch of fresh memory then costs one fault for 2 MiB instead of one for each
-// 4 KiB page, which on a model of millions of records is most of the kernel's time. Where huge
-// pages are not to be had, the same mapping holds ordinary pages. Freed mapped memory goes back
-// to the system at once, not to the heap.
+// mapped straight from the system, so that freed mapped memory goes back to the system at once,
+// not to the heap, and a part that a load is done with can be given back before the whole. The
+// mapping holds ordinary pages, or whole huge pages (2 MiB) where they are turned on and the
+// platform gives them on request: a first touch then costs one fault for 2 MiB instead of one for
+// each 4 KiB page, which pays only where a fresh huge page costs the system no more a byte than
+// ordinary pages do (see SetHugePages).
 //
 // New bytes read as zero. Growing keeps the content; a mapped buffer grows by moving its pages
 // into a larger mapping, without copying them. Move-only. Allocation failures throw
@@ -74,8 +75,9 @@ public:
         std::swap(m_Huge, other.m_Huge);
     }
 
-    // Whether mapped buffers ask for huge pages (true unless turned off). Tests turn it off to
-    // take the path of platforms without them; buffers made before keep what they have.
+    // Whether mapped buffers ask for huge pages (false unless turned on: where fresh huge pages
+    // cost the system more than ordinary ones, they slow a load down). Buffers made before keep
+    // what they have.
     static void SetHugePages(bool enabled);
     static bool GetHugePages();
     // Whether buffers of at least MAPPED_BYTES are mapped (true unless turned off). Tests turn

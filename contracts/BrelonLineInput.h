@@ -74,7 +74,7 @@ private:
     void CutIntoLines(size_t size);
 
     // The file's bytes plus one NUL, and the line table: both as large as the file, so they are
-    // large buffers (huge pages where the system has them).
+    // large buffers, mapped from the system.
     onf_detail::LargeArray<char> m_Text;
     onf_detail::LargeArray<const char*> m_Lines;
 };

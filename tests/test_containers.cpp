@@ -77,6 +77,7 @@ void ForEachMemoryPath(Body body) {
         const char* name;
         bool mapping, huge;
     } paths[] = {{"heap", false, false}, {"pages", true, false}, {"huge pages", true, true}};
+    const bool hugeByDefault = LargeBuffer::GetHugePages();
     for (const auto& path : paths) {
         LargeBuffer::SetMapping(path.mapping);
         LargeBuffer::SetHugePages(path.huge);
@@ -84,7 +85,7 @@ void ForEachMemoryPath(Body body) {
         body(path.mapping, path.huge);
     }
     LargeBuffer::SetMapping(true);
-    LargeBuffer::SetHugePages(true);
+    LargeBuffer::SetHugePages(hugeByDefault);
 }
 
 TEST(LargeBuffer, GrowsKeepingContentWithZeroBehindIt) {

@@ -187,6 +187,7 @@ std::string GroupRecords(int firstId, int count) {
 // afterwards, and a block's lines read as empty only once its text is gone. Small pages, so that
 // a few blocks of some KiB fill whole pages.
 TEST(DatabaseLoadActions, TextGoesBackAsBlocksAreDoneWith) {
+    const bool hugeByDefault = onf_detail::LargeBuffer::GetHugePages();
     onf_detail::LargeBuffer::SetHugePages(false);
     // Blocks 0 and 1 merge; block 2 has a descriptor of its own and joins the merge as well.
     const std::string text =
@@ -223,7 +224,7 @@ TEST(DatabaseLoadActions, TextGoesBackAsBlocksAreDoneWith) {
                           "block was loaded; it cannot be read again.");
         }
     }
-    onf_detail::LargeBuffer::SetHugePages(true);
+    onf_detail::LargeBuffer::SetHugePages(hugeByDefault);
 }
 
 // Writes down what a tolerant load tells: one entry a call, failures by their identifier.
