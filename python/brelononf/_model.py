@@ -29,6 +29,11 @@ def _groups_of_table(table):
     return {str(name): list_items(table, members, row) for row, name in enumerate(table["name"])}
 
 
+def _block_table(number):
+    """A property of Model: the table of plain block `number`, None where the model has none."""
+    return property(lambda model: model.tables.get(number), doc="The table of block %d." % number)
+
+
 class Model:
     """A model file as arrays.
 
@@ -99,25 +104,10 @@ class Model:
         """The table of plain block `number`; KeyError when the model has none."""
         return self.tables[number]
 
-    @property
-    def coordinate_systems(self):
-        """The table of block 100."""
-        return self.tables.get(100)
-
-    @property
-    def materials(self):
-        """The table of block 120."""
-        return self.tables.get(120)
-
-    @property
-    def layers(self):
-        """The table of block 125."""
-        return self.tables.get(125)
-
-    @property
-    def properties(self):
-        """The table of block 130."""
-        return self.tables.get(130)
+    coordinate_systems = _block_table(100)
+    materials = _block_table(120)
+    layers = _block_table(125)
+    properties = _block_table(130)
 
     @property
     def node_groups(self):
