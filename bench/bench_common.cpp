@@ -175,7 +175,7 @@ private:
 
     void PrintRatios() const {
         static const std::map<std::string, double> targets = {
-            {"Scan", 1.5}, {"Load", 2.0}, {"Write", 2.0}};
+            {"Scan", 1.5}, {"Load", 2.0}, {"Write", 1.5}};
         bool header = false;
         for (const auto& [name, best] : m_Best) {
             const auto base = name.rfind("Engine/", 0) == 0
