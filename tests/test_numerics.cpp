@@ -203,6 +203,11 @@ TEST(KMeans, DistinctValuesAndEqualValues) {
     EXPECT_TRUE(none.centers.empty());
     EXPECT_TRUE(none.assignment.empty());
     EXPECT_EQ(0u, none.info.numClusters);
+    Clustering reused = own; // a report filled before is replaced whole
+    KMeansPlusPlus1D(std::vector<double>{})
+        .CreateClusters(10, reused.centers, reused.assignment, reused.info);
+    EXPECT_EQ(0u, reused.info.numClusters);
+    EXPECT_EQ(0u, reused.info.numIterations);
 }
 
 TEST(KMeans, SeparatedGroupsAreFoundAndRunsRepeat) {
