@@ -365,6 +365,9 @@ TEST(RadixSort, AgreesWithStdSort) {
             EXPECT_EQ(expected, v) << "n " << n << " range " << range;
         }
     }
+    int pair[] = {2, 1}; // the shortest list that can be out of order
+    BrelonAlgorithmUtil::radix_sort_ascending(pair, 2);
+    EXPECT_EQ(pair[0], 1);
 }
 
 // An x along z leaves the frame to turn about the parent axis farthest from z: y is z times that
