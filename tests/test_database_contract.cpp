@@ -978,6 +978,9 @@ TEST(IdDataRecordEdges, EveryItemKindEqualityAndReuse) {
     EXPECT_TRUE(read.GetDoubleList(8).empty());
     EXPECT_FALSE(read.HasKeyName());
     EXPECT_FALSE(adapter.GetRecord("name", read)); // a block of no id space knows no names
+    MemBlock groups(Descriptor(10030), pool);      // keyed by names
+    QSV_IdDataRecord group(groups);
+    EXPECT_FALSE(QSV_IdDataBlock(groups, pool, true).GetRecord("no such group", group));
 
     // Records read from two blocks compare by their values, not by where each block keeps its
     // texts and lists.
