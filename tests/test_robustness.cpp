@@ -519,9 +519,9 @@ TEST(Limits, AFoldedRunBeyondTheListLimitFailsOnBothRoutes) {
               "may hold in line 5.");
 }
 
-// The message of the failure that reading the groups file `path` ends in, with the address space
-// limited to what the process holds now and `mib` MiB beside it; "std::bad_alloc" for a bare one.
-std::string GroupsFailureUnderLimit(const std::string& path, size_t mib) {
+// The message of the failure that `action` ends in, with the address space limited to what the
+// process holds now and `mib` MiB beside it; "std::bad_alloc" for a bare one.
+std::string FailureUnderLimit(size_t mib, const std::function<void()>& action) {
     rlimit saved;
     getrlimit(RLIMIT_AS, &saved);
     rlimit limit = saved;
@@ -532,8 +532,7 @@ std::string GroupsFailureUnderLimit(const std::string& path, size_t mib) {
     setrlimit(RLIMIT_AS, &limit);
     std::string message = "no failure";
     try {
-        OnfGroupsFile groups(Wide(path));
-        groups.Read();
+        action();
     } catch (const QSV_Failure& failure) {
         message = failure.GetMessage();
     } catch (const std::bad_alloc&) {
@@ -541,6 +540,13 @@ std::string GroupsFailureUnderLimit(const std::string& path, size_t mib) {
     }
     setrlimit(RLIMIT_AS, &saved);
     return message;
+}
+
+std::string GroupsFailureUnderLimit(const std::string& path, size_t mib) {
+    return FailureUnderLimit(mib, [&path] {
+        OnfGroupsFile groups(Wide(path));
+        groups.Read();
+    });
 }
 
 // Twenty folded runs of 2^26 values each in a file of 629 bytes: each list is allowed, all of them
@@ -577,20 +583,10 @@ TEST(Limits, AFileExpandingPastTheMemoryLeftFailsInWordsBeforeAllocating) {
         << smallMessage;
 
     // The stream route's group of 60 million values, with 64 MiB left.
-    rlimit saved;
-    getrlimit(RLIMIT_AS, &saved);
-    rlimit limit = saved;
-    std::ifstream statm("/proc/self/statm");
-    size_t pages = 0;
-    statm >> pages;
-    limit.rlim_cur = pages * sysconf(_SC_PAGESIZE) + (size_t(64) << 20);
-    setrlimit(RLIMIT_AS, &limit);
     ONF_LINE_NR = 0;
     std::istringstream stream("1, 60000000\nname\n1-60000000\n");
     ONFNodeGroup group;
-    const QSV_Failure streamFailure = Failure([&] { stream >> group; });
-    setrlimit(RLIMIT_AS, &saved);
-    EXPECT_EQ(streamFailure.GetMessage(),
+    EXPECT_EQ(FailureUnderLimit(64, [&] { stream >> group; }),
               "The ONF group 1 declares 60000000 values, about 228 MiB, "
               "more than the memory left in line 2.");
 }
