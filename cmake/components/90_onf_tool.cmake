@@ -2,6 +2,26 @@
 # itself, so the folder is globbed: a new command needs no change here.
 file(GLOB ONF_TOOL_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/*.cpp)
 add_executable(onf ${ONF_TOOL_SOURCES})
+
+# Each command's help is a text file of its own (tools/onf/help/NAME.txt), written as it prints, so
+# that it is read and edited as prose; the build makes it the constant kNameHelp of a generated
+# header (`onf_tool_help.h`), a raw string literal of the file's bytes.
+file(GLOB ONF_HELP_TEXTS CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tools/onf/help/*.txt)
+set(ONF_HELP_HEADER "// Made by the build from tools/onf/help/*.txt.\n#pragma once\n\nnamespace onf_tool {\n")
+foreach(text_file IN LISTS ONF_HELP_TEXTS)
+    get_filename_component(command ${text_file} NAME_WE)
+    string(SUBSTRING ${command} 0 1 first)
+    string(TOUPPER ${first} first)
+    string(SUBSTRING ${command} 1 -1 rest)
+    file(READ ${text_file} text)
+    if(text MATCHES "\\)onfhelp\"")
+        message(FATAL_ERROR "${text_file} holds the end of its own literal")
+    endif()
+    string(APPEND ONF_HELP_HEADER "constexpr const char k${first}${rest}Help[] = R\"onfhelp(${text})onfhelp\";\n")
+endforeach()
+string(APPEND ONF_HELP_HEADER "} // namespace onf_tool\n")
+file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/generated/onf_tool_help.h CONTENT "${ONF_HELP_HEADER}" @ONLY)
+target_include_directories(onf PRIVATE ${CMAKE_BINARY_DIR}/generated)
 target_link_libraries(onf PRIVATE BrelonOnfEngine)
 target_compile_definitions(onf PRIVATE ONF_TOOL_VERSION="${PROJECT_VERSION}")
 # Commands may print what the suite services know beyond their public contracts.

@@ -1,6 +1,7 @@
 // `onf blocks [--json] FILE...`: the outer structure of ONF files, one line a block.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
+#include "onf_tool_help.h"
 
 #include "OnfConstants.h"
 #include "QSV_DataDescriptor.h"
@@ -19,23 +20,7 @@ using BlockInfo = OnfBlockTextReader::BLOCK_INFO;
 
 int RunBlocks(const std::vector<std::string>& args);
 
-const OnfCommand kBlocks = {
-    "blocks", "list the blocks of ONF files",
-    "usage: onf blocks [--json] FILE...\n\n"
-    "Lists the blocks of each file in file order, one a line, in columns: the block number\n"
-    "(or NON_ONF), its name in the catalogue, the declared records, the lines of the block\n"
-    "and of its body, the format it is read in (\"(file)\" when the file gives it) and the\n"
-    "descriptor items as KEY=value. Records are not read: a file whose records are broken is\n"
-    "still listed.\n\n"
-    "Options:\n"
-    "  --json  one JSON object a file, a line each: {\"file\", \"kind\", \"size\", \"blocks\":\n"
-    "          [{\"number\", \"name\", \"records\", \"lines\": [first, last], \"body\": [first,\n"
-    "          last] or null, \"format\", \"format_from\": \"file\" | \"catalogue\" | null,\n"
-    "          \"descriptor\": {KEY: value}}]}; a file that cannot be read gives {\"file\",\n"
-    "          \"error\"}.\n\n"
-    "A file that cannot be read is reported on standard error as FILE:LINE: error: ...; the\n"
-    "others are still listed, and the exit code is 2.\n",
-    RunBlocks};
+const OnfCommand kBlocks = {"blocks", "list the blocks of ONF files", kBlocksHelp, RunBlocks};
 
 const OnfCommandRegistrar kRegistrar(kBlocks);
 

@@ -1,6 +1,7 @@
 // `onf cat FILE BLOCK...`: prints blocks of an ONF file as ONF text, or one block as a table.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
+#include "onf_tool_help.h"
 
 #include "OnfBlock.h"
 #include "OnfBlockTextWriter.h"
@@ -16,23 +17,8 @@ namespace {
 
 int RunCat(const std::vector<std::string>& args);
 
-const OnfCommand kCat = {
-    "cat", "print blocks of an ONF file as ONF text, or one block as CSV",
-    "usage: onf cat [--csv] FILE BLOCK...\n\n"
-    "Prints every block of FILE with one of the given numbers or names (NON_ONF, in any case,\n"
-    "for custom blocks; a catalogued name such as ONF_NODES or nodes), in file order, as the\n"
-    "engine writes blocks: title comment, markers, descriptor, format of a custom block,\n"
-    "number, count and the records in ascending id order. A block that cannot be loaded (an\n"
-    "unknown number without a format, the blocks of an optimisation result file) is printed\n"
-    "as it stands in the file.\n\n"
-    "Options:\n"
-    "  --csv  prints the records of one BLOCK as comma-separated values: a header row of item\n"
-    "         names, then a row a record in ascending id order. A vector takes three columns\n"
-    "         (\"NAME x\", \"NAME y\", \"NAME z\"), a tensor six (\"NAME 1\" ...); a list is one\n"
-    "         cell of values separated by blanks. Blocks of that number with descriptors get a\n"
-    "         first column \"descriptor\".\n\n"
-    "Exit code: 0 when every BLOCK was found, 1 when one was not, 2 when FILE fails.\n",
-    RunCat};
+const OnfCommand kCat = {"cat", "print blocks of an ONF file as ONF text, or one block as CSV",
+                         kCatHelp, RunCat};
 
 const OnfCommandRegistrar kRegistrar(kCat);
 

@@ -1,6 +1,7 @@
 // `onf catalogue [--markdown] [BLOCK...]`: the catalogue of ONF blocks, as the engine reads and
 // writes them.
 #include "OnfTool.h"
+#include "onf_tool_help.h"
 
 #include "QSV_Failure.h"
 #include "QSV_OnfCatalogue.h"
@@ -14,16 +15,9 @@ namespace {
 
 int RunCatalogue(const std::vector<std::string>& args);
 
-const OnfCommand kCatalogue = {
-    "catalogue", "list the catalogued ONF blocks with their record items",
-    "usage: onf catalogue [--markdown] [BLOCK...]\n\n"
-    "Lists ONF blocks of the catalogue: number, name, format, the file kinds that carry the\n"
-    "block, and each record item with its number, type and id space. A BLOCK is a number or a\n"
-    "name (ONF_NODES, or nodes, in any case). Without BLOCK, every block. A BLOCK number that\n"
-    "the catalogue does not know is reported and the others are listed.\n\n"
-    "Options:\n"
-    "  --markdown  print the whole catalogue as Markdown (the text of docs/catalogue.md)\n",
-    RunCatalogue};
+const OnfCommand kCatalogue = {"catalogue",
+                               "list the catalogued ONF blocks with their record items",
+                               kCatalogueHelp, RunCatalogue};
 
 const OnfCommandRegistrar kRegistrar(kCatalogue);
 

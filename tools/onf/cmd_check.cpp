@@ -3,6 +3,7 @@
 #include "OnfTool.h"
 #include "OnfToolChecks.h"
 #include "OnfToolFiles.h"
+#include "onf_tool_help.h"
 
 #include "OnfBlock.h"
 #include "OnfModelFile.h"
@@ -23,33 +24,9 @@ namespace {
 
 int RunCheck(const std::vector<std::string>& args);
 
-const OnfCommand kCheck = {
-    "check", "check ONF files: grammar, values, and the references of a model",
-    "usage: onf check [--model MODEL] FILE...\n\n"
-    "Reads each file completely, through the file object of its kind where the kind is known\n"
-    "(see 'onf help'), so that its own checks run (the coordinate systems of a model, the\n"
-    "request map of a result request file, ...), and reports what is wrong with it:\n"
-    "- every failure of the engine, with its own words;\n"
-    "- each value the engine counts as invalid, infinite or not a number, at its line and\n"
-    "  column (the first 20; then a count);\n"
-    "- as warnings, what the record grammar reads without a word but is almost always a typo:\n"
-    "  values left over behind a record (a decimal comma splits a number in two), a line that\n"
-    "  ends in a comma, an id with characters behind its digits (\"5x\" reads as 5), an empty\n"
-    "  line in a block body, a file without blocks;\n"
-    "- in a model: elements on nodes that the model lacks, a node count that does not fit the\n"
-    "  element kind, nodes in coordinate systems, and properties, materials, layers, loads,\n"
-    "  constraints and sets that refer to records no block defines.\n\n"
-    "Options:\n"
-    "  --model MODEL  checks the members of the groups of each groups file against the nodes\n"
-    "                 and elements of the model input file MODEL.\n\n"
-    "On standard output, each finding as FILE:LINE: error: ... or FILE:LINE: warning: ...\n"
-    "(FILE:LINE:COLUMN: for a value; FILE: alone where no line applies), further lines of a\n"
-    "message as FILE:LINE:   ..., in the order of the file; then one line a file:\n"
-    "\"FILE: ok (KIND, N blocks)\", \"FILE: N warnings (KIND)\" or \"FILE: failed (N errors, M\n"
-    "warnings)\". Under -q only errors and failed files are printed.\n\n"
-    "Exit code: 0 when every file is clean, 1 when a file has warnings but none fails, 2 when\n"
-    "a file fails.\n",
-    RunCheck};
+const OnfCommand kCheck = {"check",
+                           "check ONF files: grammar, values, and the references of a model",
+                           kCheckHelp, RunCheck};
 
 const OnfCommandRegistrar kRegistrar(kCheck);
 

@@ -4,6 +4,7 @@
 #include "DiffCompare.h"
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
+#include "onf_tool_help.h"
 
 #include "ONFOptResultFile.h"
 #include "OnfBlock.h"
@@ -26,58 +27,8 @@ namespace {
 
 int RunDiff(const std::vector<std::string>& args);
 
-const OnfCommand kDiff = {
-    "diff", "compare two ONF files block by block and record by record",
-    "usage: onf diff A B [OPTIONS]\n"
-    "       onf diff A --summary TOLERANCE_FILE\n\n"
-    "Compares the content of two ONF files, not their text: blocks are matched by number and\n"
-    "descriptor, records by id (by name in blocks keyed by name), and each item of matched\n"
-    "records is compared; order, comments and number formatting do not count, and an empty\n"
-    "block counts as absent. Two optimisation result files are compared field by field (a\n"
-    "block and an entry title), design iteration by iteration (the entry id), value by value\n"
-    "keyed by node or element id. Blocks that cannot be loaded (an unknown number without a\n"
-    "format) are compared body line by body line, value by value.\n\n"
-    "Each block or entry that differs gets one line on standard output:\n"
-    "  block 110 ONF_NODES: 2 of 4 records differ (1 only in A, 0 only in B); largest\n"
-    "    absolute difference 0.5 at record 7, item 3 (position); largest relative ...\n"
-    "  block 740 Density, iteration 45: 12 of 1920 elements differ; ...; L2 norm of the\n"
-    "    difference 0.31\n"
-    "  block 120 ONF_MATERIALS: only in B (1 record)\n"
-    "and a last line \"A and B differ in N blocks\" (and entries).\n\n"
-    "Tolerances. Reals a and b agree when |a - b| <= A (absolute), or |a - b| <= R * max(|a|,\n"
-    "|b|) (relative), or both lie below F in magnitude (floor). By default reals agree within\n"
-    "a relative 1e-6 and positions (nodes, system origins, moved nodes) within an absolute\n"
-    "1e-6; integers, texts and integer lists must be equal.\n"
-    "  --absolute A      absolute tolerance of every real\n"
-    "  --relative R      relative tolerance of every real (with --absolute or alone, these\n"
-    "                    replace the defaults: a kind not given is 0)\n"
-    "  --floor F         floor of every real\n"
-    "  --tolerance T     --absolute T --relative T: within T near zero, relatively elsewhere\n"
-    "  --tol RULE        a tolerance for one block or item: BLOCK[:ITEM]=SPEC, where BLOCK is\n"
-    "                    a number or name, ITEM an item number or name (an entry title in a\n"
-    "                    result file), SPEC abs:A, rel:R, floor:F joined by commas, or exact\n"
-    "                    or ignore; \"default=SPEC\" and \"positions=SPEC\" set the defaults.\n"
-    "                    Example: --tol 110:3=abs:1e-9 --tol 740:Density=abs:1e-4\n"
-    "                    A rule for an item the block does not have matches nothing: a\n"
-    "                    warning on standard error says so, and the comparison goes on.\n"
-    "  --tol-file FILE   rules from a file, one a line (\"#\" starts a comment); later rules win\n"
-    "  --summary FILE    writes a tolerance file for A: a rule for each real item or result\n"
-    "                    field, with the range of its values, as the start of a regression\n"
-    "                    test (\"-\" for standard output); with A alone nothing is compared\n\n"
-    "What is compared and shown:\n"
-    "  --only BLOCKS     only these blocks (numbers or names, joined by commas)\n"
-    "  --skip BLOCKS     all blocks but these\n"
-    "  --iterations SEL  result files: \"last\" (the last iteration of each field in A and in\n"
-    "                    B), or N, FIRST-LAST and A:B (iteration A of A with iteration B of B)\n"
-    "                    joined by commas; by default every iteration\n"
-    "  --global          model files: node positions in global coordinates, so that a node\n"
-    "                    given in another coordinate system at the same place is no difference\n"
-    "  --all             every difference, one line each, before the block's summary line\n"
-    "  --limit N         like --all, at most N differences a block\n"
-    "  --json            the result as one JSON document\n\n"
-    "Exit code: 0 when the files are equal, 1 when they differ, 2 when one fails to read or an\n"
-    "option is wrong.\n",
-    RunDiff};
+const OnfCommand kDiff = {"diff", "compare two ONF files block by block and record by record",
+                          kDiffHelp, RunDiff};
 
 const OnfCommandRegistrar kRegistrar(kDiff);
 

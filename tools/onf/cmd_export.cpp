@@ -5,6 +5,7 @@
 #include "OnfToolFiles.h"
 #include "OnfToolOutput.h"
 #include "VtuWriter.h"
+#include "onf_tool_help.h"
 
 #include "ONFOptResultFile.h"
 #include "OnfGroupsFile.h"
@@ -23,39 +24,8 @@ namespace {
 
 int RunExport(const std::vector<std::string>& args);
 
-const OnfCommand kExport = {
-    "export", "write a model as a VTK unstructured grid (.vtu) for viewers",
-    "usage: onf export MODEL OUT.vtu [--groups GROUPS] [--results RESULTS] [--all-results]\n"
-    "                  [--ascii]\n"
-    "       onf export MODEL --series OUT.pvd --results RESULTS [--groups GROUPS] [--ascii]\n\n"
-    "Writes the nodes of MODEL, placed in global coordinates, as points and its elements as\n"
-    "cells of a VTK XML unstructured grid, which viewers such as ParaView open. Point data:\n"
-    "NodeId. Cell data: ElementId, ElementType (the model's element kind), PropertyId and\n"
-    "MaterialId. Dummy elements (kind 40) are not drawn and left out; so is, with a warning, an\n"
-    "element of an unused kind, of a wrong node count or with a node the model lacks.\n"
-    "Collapsed kinds (30 to 39) become degenerate cells of the kind they collapse from.\n\n"
-    "--groups GROUPS   adds one array \"group:<name>\" a group of the groups file: point data\n"
-    "                  for node groups, cell data for element groups; 1 marks the members.\n"
-    "--results RESULTS adds the values of an optimisation result file: nodal scalars, vectors\n"
-    "                  and displacements as point data, element scalars as cell data, named\n"
-    "                  by the entry's title. Where an entry has no value a scalar is NaN and\n"
-    "                  a vector 0, and an array \"valid:<title>\" flags the values it has.\n"
-    "                  An entry's id is its design iteration; only each block's last\n"
-    "                  iteration is taken.\n"
-    "--all-results     takes every entry instead, its array named \"<title> (<id>)\".\n"
-    "--series OUT.pvd  writes one grid for each design iteration of RESULTS instead, into the\n"
-    "                  folder OUT (OUT/iteration_<id>.vtu), and the collection file OUT.pvd,\n"
-    "                  whose time steps are the iterations: a viewer's time slider walks\n"
-    "                  through the optimisation. Every step holds every result field.\n"
-    "--ascii           writes the values as text instead of base64, for reading by eye.\n\n"
-    "MODEL must be a model input file, GROUPS a groups file and RESULTS an optimisation result\n"
-    "file (see 'onf help' for how the kind of a file is told); any other is refused. One of\n"
-    "them may be '-', standard input. OUT '-' is standard output (the summary line then goes\n"
-    "to standard error). A file OUT is replaced only by a complete new one: a failure leaves\n"
-    "it as it was; a symbolic link is written through, a device or pipe directly.\n\n"
-    "Exit code: 0 when OUT was written, 1 when it was written with warnings, 2 when it was\n"
-    "not written.\n",
-    RunExport};
+const OnfCommand kExport = {"export", "write a model as a VTK unstructured grid (.vtu) for viewers",
+                            kExportHelp, RunExport};
 
 const OnfCommandRegistrar kRegistrar(kExport);
 

@@ -2,6 +2,7 @@
 // optimisation result file the counts that matter.
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
+#include "onf_tool_help.h"
 
 #include "ONFOptResultFile.h"
 #include "OnfBlock.h"
@@ -19,24 +20,8 @@ namespace {
 
 int RunInfo(const std::vector<std::string>& args);
 
-const OnfCommand kInfo = {
-    "info", "summarise ONF files: blocks, records, id ranges, model counts",
-    "usage: onf info [--json] FILE...\n\n"
-    "For each file: its kind (see 'onf help'), size and, one line a block in file order, the\n"
-    "block number and name, the descriptor items, the records held and the range of their\n"
-    "ids. A model input file adds the counts of nodes, elements, coordinate systems,\n"
-    "materials, properties, loads and constraints. An optimisation result file is read\n"
-    "through its own object and shows its entries and groups instead.\n\n"
-    "Options:\n"
-    "  --json  one JSON object a file, a line each: {\"file\", \"kind\", \"size\", \"blocks\":\n"
-    "          [{\"number\", \"name\", \"descriptor\", \"records\", \"ids\": [lowest, highest] or\n"
-    "          null, \"state\"}], and \"model\": {name: count} for a model, or \"entries\":\n"
-    "          {block: count} and \"groups\": {\"200\" | \"210\": [{\"name\", \"size\"}]} for an\n"
-    "          optimisation result file}; a file that cannot be read gives {\"file\", "
-    "\"error\"}.\n\n"
-    "A block that fails to load is reported on standard error and listed as not loaded.\n"
-    "Exit code: 0 when every file was read, 2 when one failed.\n",
-    RunInfo};
+const OnfCommand kInfo = {"info", "summarise ONF files: blocks, records, id ranges, model counts",
+                          kInfoHelp, RunInfo};
 
 const OnfCommandRegistrar kRegistrar(kInfo);
 

@@ -2,6 +2,7 @@
 #include "OnfTool.h"
 #include "OnfToolFiles.h"
 #include "OnfToolOutput.h"
+#include "onf_tool_help.h"
 
 #include "ONFOptResultFile.h"
 #include "OnfBlockTextWriter.h"
@@ -18,23 +19,8 @@ namespace {
 
 int RunNormalize(const std::vector<std::string>& args);
 
-const OnfCommand kNormalize = {
-    "normalize", "write an ONF file back in canonical form",
-    "usage: onf normalize IN OUT\n\n"
-    "Reads IN completely and writes it to OUT as the engine writes files: the header lines\n"
-    "(\"#\", the version and the header of the file's kind, see 'onf help'), then the blocks\n"
-    "in ascending order of block number and descriptor, each with its title comment and its\n"
-    "records in ascending id order; reals in the fewest digits that read back to the same\n"
-    "value. Comments of IN are not kept. A second normalize of OUT changes no byte. An\n"
-    "optimisation result file is written by its own object, with reals to six digits.\n\n"
-    "Nothing is lost silently: a file that fails to read, or from which a block would be\n"
-    "dropped or replaced (an unknown block without a format, a repeated descriptor), is\n"
-    "refused, and OUT is left as it was. IN '-' is standard input, OUT '-' standard output.\n"
-    "A file OUT is written beside its final place and renamed over it only when complete and\n"
-    "on disk, so OUT may be IN and a failure leaves the old OUT as it was; a symbolic link is\n"
-    "written through, and a device or pipe is written directly.\n\n"
-    "Exit code: 0 when OUT was written, 2 when it was not.\n",
-    RunNormalize};
+const OnfCommand kNormalize = {"normalize", "write an ONF file back in canonical form",
+                               kNormalizeHelp, RunNormalize};
 
 const OnfCommandRegistrar kRegistrar(kNormalize);
 
