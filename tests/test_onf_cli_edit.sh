@@ -94,6 +94,12 @@ expect "normalize a result file" 0 /dev/null /dev/null -- normalize result.onf r
 expect "normalize a result file again" 0 /dev/null /dev/null -- normalize result1.onf result2.onf
 cmp -s result1.onf result2.onf || fail "normalize of a result file: a second run changed bytes"
 [ "$(grep -c '^   -1$' result1.onf)" = 14 ] || fail "normalize of a result file: not seven blocks"
+# A result file that does not read fails in the engine's words, before OUT is touched.
+printf '   -1\n700\n1\n3\nthird\n0\n   -1\n   -1\n200\n2\n4, 3\nTOP\n1, 2, 7\n   -1\n' >short-result.onf
+expect "normalize of a failing result file" 2 /dev/null "" -- normalize short-result.onf kept.onf
+[ "$(cat kept.onf)" = "keep me" ] || fail "normalize of a failing result file changed the output"
+grep -q "^short-result.onf:[0-9]*: error: The ONF file \"short-result.onf\" ends a data block" "$work/err" ||
+    fail "normalize of a failing result file: $(cat "$work/err")"
 
 # cat: blocks as the engine writes them; custom and unknown blocks; a block not there.
 cat >custom.onf <<'EOF'

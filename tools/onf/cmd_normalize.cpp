@@ -11,6 +11,7 @@
 #include "QSV_OnfCatalogue.h"
 
 #include <cstdio>
+#include <memory>
 #include <ostream>
 
 namespace onf_tool {
@@ -24,10 +25,16 @@ const OnfCommand kNormalize = {"normalize", "write an ONF file back in canonical
 
 const OnfCommandRegistrar kRegistrar(kNormalize);
 
-void WriteOptResult(ToolFile& file, OutputFile& output) {
-    ONFOptResultFile result(file.GetWidePath());
-    ReadOptResult(file, result);
+// A result file is read whole before OUT is touched, so that a file that does not read fails in
+// the engine's words, not as a write.
+std::unique_ptr<ONFOptResultFile> ReadResultFile(ToolFile& file) {
+    auto result = std::make_unique<ONFOptResultFile>(file.GetWidePath());
+    ReadOptResult(file, *result);
     file.ReleaseText();
+    return result;
+}
+
+void WriteOptResult(const ONFOptResultFile& result, OutputFile& output) {
     BrelonOutputFileBuf buffer(output.File());
     std::ostream stream(&buffer);
     stream << result;
@@ -58,7 +65,10 @@ int Normalize(const std::string& in, const std::string& out) {
     const Progress progress(in);
     try {
         ToolFile file(in, scope, progress);
-        if (file.GetKind() != ONF_FILE_OPT_RESULT) {
+        std::unique_ptr<ONFOptResultFile> result;
+        if (file.GetKind() == ONF_FILE_OPT_RESULT) {
+            result = ReadResultFile(file);
+        } else {
             file.LoadBlocks(true);
         }
         if (scope.GetNumErrors() > 0 || scope.GetNumWarnings() > 0) {
@@ -71,8 +81,8 @@ int Normalize(const std::string& in, const std::string& out) {
         OutputFile output(out);
         progress.Say("writing " + (out == STANDARD_STREAM_OPERAND ? "standard output" : out));
         try {
-            if (file.GetKind() == ONF_FILE_OPT_RESULT) {
-                WriteOptResult(file, output);
+            if (result) {
+                WriteOptResult(*result, output);
             } else {
                 WriteBlocks(file, output.Stream());
             }
