@@ -121,6 +121,7 @@ TEST(LargeBuffer, GrowsKeepingContentWithZeroBehindIt) {
         EXPECT_EQ(moved.Capacity(), 0u);
         // More than the address space holds, on each path.
         EXPECT_THROW(LargeBuffer(size_t(1) << 50), std::bad_alloc);
+        EXPECT_THROW(LargeBuffer(SIZE_MAX - 10), std::bad_alloc); // rounding up would wrap
         EXPECT_EQ(LargeBuffer(LargeBuffer::MAPPED_BYTES).IsMapped(), mapping);
         EXPECT_FALSE(LargeBuffer(LargeBuffer::MAPPED_BYTES - 1).IsMapped());
     });

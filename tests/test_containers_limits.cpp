@@ -185,8 +185,8 @@ TEST(StringsPoolEdges, MovesHandOverStorageAndLeaveAnEmptyPool) {
     ExpectHolds(target, Joined(Texts("o"), Texts("y")));
     target.Clear();
     ExpectHolds(target, {});
-    Fill(target, Texts("c"));
-    ExpectHolds(target, Texts("c"));
+    Fill(target, Joined(Texts("c"), Texts("d"))); // enough to grow the index again
+    ExpectHolds(target, Joined(Texts("c"), Texts("d")));
 }
 
 // A text the pool cannot take for want of memory leaves it holding what it held, empty or where
