@@ -185,8 +185,9 @@ TEST(StringsPoolEdges, MovesHandOverStorageAndLeaveAnEmptyPool) {
     ExpectHolds(target, Joined(Texts("o"), Texts("y")));
     target.Clear();
     ExpectHolds(target, {});
-    Fill(target, Joined(Texts("c"), Texts("d"))); // enough to grow the index again
-    ExpectHolds(target, Joined(Texts("c"), Texts("d")));
+    // Texts it held before come back as new ones, enough of them to grow the index again.
+    Fill(target, Joined(Texts("o"), Texts("d")));
+    ExpectHolds(target, Joined(Texts("o"), Texts("d")));
 }
 
 // A text the pool cannot take for want of memory leaves it holding what it held, empty or where
