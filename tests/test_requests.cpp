@@ -373,7 +373,7 @@ TEST(RequestFile, SensitivityRequestsOverGroupsWrittenAndReadBack) {
     file.AddResultRequest(Block(643), request);
     details->node_set.clear();
     file.AddResultRequest(Block(640), request);
-    file.AddResultRequest(Block(589), request); // not a sensitivity block: not written
+    file.AddResultRequest(Block(589), request);            // not a sensitivity block: not written
     file.AddResultRequest(Block(642), MakeRequest(3, -1)); // no details: nothing to write
     OnfResultRequestFile::GroupItems groups;
     groups[QSV_GroupDescriptor("TOP", ITEM_TYPE_NODE)] = {9, 4, 5};
