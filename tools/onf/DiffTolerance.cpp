@@ -99,12 +99,12 @@ std::string Tolerance::Text() const {
 
 bool Tolerance::Parse(const std::string& text, Tolerance& tolerance, std::string& error) {
     tolerance = Tolerance();
-    const std::string spec = Trimmed(text);
-    if (spec == "ignore" || spec == "exact") {
-        tolerance.ignore = spec == "ignore";
+    const std::string written = Trimmed(text);
+    if (written == "ignore" || written == "exact") {
+        tolerance.ignore = written == "ignore";
         return true;
     }
-    for (const std::string& part : SplitAtCommas(spec)) {
+    for (const std::string& part : SplitAtCommas(written)) {
         const size_t colon = part.find(':');
         const std::string kind = Trimmed(part.substr(0, colon));
         double value = 0.0;
@@ -114,7 +114,7 @@ bool Tolerance::Parse(const std::string& text, Tolerance& tolerance, std::string
                                           : nullptr;
         if (colon == std::string::npos || field == nullptr ||
             !ParseReal(Trimmed(part.substr(colon + 1)), value)) {
-            error = "'" + spec + "' is no tolerance (abs:A, rel:R, floor:F joined by commas, " +
+            error = "'" + written + "' is no tolerance (abs:A, rel:R, floor:F joined by commas, " +
                     "exact or ignore)";
             return false;
         }
@@ -166,7 +166,7 @@ void ToleranceTable::SetFloor(double value) {
 std::string ToleranceTable::AddRule(const std::string& rule) {
     const size_t equals = rule.rfind('=');
     if (equals == std::string::npos) {
-        return "'" + rule + "' is no tolerance rule (BLOCK[:ITEM]=SPEC)";
+        return "'" + rule + "' is no tolerance rule (BLOCK[:ITEM]=TOL)";
     }
     const std::string selector = Trimmed(rule.substr(0, equals));
     Tolerance tolerance;
@@ -250,8 +250,8 @@ bool WriteToleranceFile(FILE* out, const std::string& source, const ToleranceTab
     std::fprintf(out,
                  "# Tolerances of onf diff for files like %s,\n"
                  "# read by onf diff --tol-file FILE A B.\n"
-                 "# A rule a line, SELECTOR = SPEC: SELECTOR is BLOCK or BLOCK:ITEM (an item\n"
-                 "# number or an entry title), \"default\" or \"positions\"; SPEC is abs:A, "
+                 "# A rule a line, SELECTOR = TOL: SELECTOR is BLOCK or BLOCK:ITEM (an item\n"
+                 "# number or an entry title), \"default\" or \"positions\"; TOL is abs:A, "
                  "rel:R,\n# floor:F joined by commas, exact or ignore. Later rules win.\n",
                  source.c_str());
     std::fprintf(out, "default = %s\npositions = %s\n", table.For(-1, "").Text().c_str(),

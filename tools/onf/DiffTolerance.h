@@ -46,7 +46,7 @@ public:
     void SetAbsolute(double value);
     void SetRelative(double value);
     void SetFloor(double value);
-    // "SELECTOR=SPEC": SELECTOR is BLOCK, BLOCK:ITEM, "default" or "positions"; SPEC as
+    // "SELECTOR=TOL": SELECTOR is BLOCK, BLOCK:ITEM, "default" or "positions"; TOL as
     // Tolerance::Parse reads it. Returns an empty string, or what is wrong. A rule for an item
     // the block does not have is dropped with a warning (see Warnings).
     std::string AddRule(const std::string& rule);
