@@ -109,7 +109,7 @@ private:
     static int StringSlot(int index) { return index == RI_MODEL ? 0 : index - RI_TIME + 1; }
     const std::string& StringOf(int index) const;
 
-    int m_Integers[NUM_ITEMS];
+    int m_Integers[NUM_ITEMS] = {};
     // The texts of the string items, made when one is set: every block and every key of a block
     // set holds a descriptor, and most have no text, so an empty one costs a pointer rather than
     // fourteen strings.

@@ -556,6 +556,21 @@ TEST(RadixTrie, DenseKeysFoldIntoRunsAndKeepEveryKey) {
     EXPECT_EQ(*copy.Find(kFirst + 123456), (kFirst + 123456) * 3);
 }
 
+// Only a node of the last byte folds: 256 keys one apart in the byte above, each alone under its
+// byte with payloads in a row, stay keys of their own, and the keys between them stay absent.
+TEST(RadixTrie, KeysSpreadOverTheByteAboveDoNotFold) {
+    Trie trie;
+    for (int i = 0; i < 256; ++i) {
+        trie.Insert(0x10000 + i * 256, i);
+    }
+    EXPECT_FALSE(trie.Has(0x10000 + 1));
+    EXPECT_FALSE(trie.Has(0x10000 + 5 * 256 + 7));
+    EXPECT_EQ(*trie.Find(0x10000 + 5 * 256), 5);
+    trie.Insert(0x10000 + 1, 777);
+    EXPECT_EQ(trie.Size(), 257u);
+    EXPECT_EQ(*trie.Find(0x10000 + 1), 777);
+}
+
 TEST(RadixTrie, IteratesInUnsignedOrder) {
     std::mt19937 rng(7);
     Trie trie;

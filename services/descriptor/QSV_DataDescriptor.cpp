@@ -37,12 +37,10 @@ const QSV_DataDescriptor::NameAndType QSV_DataDescriptor::RD_NAME_TYPE_ITEMS[NUM
     {"COMPONENT", ITEM_TYPE_STRING}, {"LABEL", ITEM_TYPE_STRING},
 };
 
-QSV_DataDescriptor::QSV_DataDescriptor() {
-    Init();
-}
+// The members start empty by their own initialisers, as Init leaves them.
+QSV_DataDescriptor::QSV_DataDescriptor() = default;
 
 QSV_DataDescriptor::QSV_DataDescriptor(QSV_OnfId id) {
-    Init();
     SetInteger(RI_ONF_ID, static_cast<int>(id));
 }
 
